@@ -1,0 +1,37 @@
+# Thin front over the CMake presets. Both main targets work on a fresh Debian 12 machine as root:
+# scripts/install-deps.sh installs whatever is missing first.
+.PHONY: run test build deps native windows asan tsan fuzz bench clean
+
+JOBS ?= $(shell nproc)
+
+run: deps native windows
+	@scripts/run-main.sh
+
+test: deps
+	@scripts/test-all.sh
+
+build: deps native windows
+
+deps:
+	@scripts/install-deps.sh
+
+native:
+	@cmake --preset native >/dev/null && cmake --build --preset native -j $(JOBS)
+
+windows:
+	@cmake --preset windows >/dev/null && cmake --build --preset windows -j $(JOBS)
+
+asan:
+	@cmake --preset native-asan >/dev/null && cmake --build --preset native-asan -j $(JOBS)
+
+tsan:
+	@cmake --preset native-tsan >/dev/null && cmake --build --preset native-tsan -j $(JOBS)
+
+fuzz:
+	@cmake --preset fuzz >/dev/null && cmake --build --preset fuzz -j $(JOBS)
+
+bench: deps native
+	@scripts/run-bench.sh
+
+clean:
+	rm -rf build

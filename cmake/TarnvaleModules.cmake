@@ -1,0 +1,38 @@
+# One static library per source folder. A folder's .cpp files are taken whole (so adding a file
+# needs no edit here); files under win32/ build only for Windows. Portable bodies of primitives
+# that Windows implements natively guard themselves with #ifndef _WIN32.
+function(tv_add_module name dir)
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/${dir}/*.cpp ${CMAKE_SOURCE_DIR}/${dir}/portable/*.cpp)
+  if(WIN32)
+    file(GLOB win_sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/${dir}/win32/*.cpp)
+    list(APPEND sources ${win_sources})
+  endif()
+  if(NOT sources)
+    add_library(${name} INTERFACE)
+    target_include_directories(${name} INTERFACE ${CMAKE_SOURCE_DIR}/src)
+    target_link_libraries(${name} INTERFACE ${ARGN})
+    return()
+  endif()
+  add_library(${name} STATIC ${sources})
+  target_include_directories(${name} PUBLIC ${CMAKE_SOURCE_DIR}/src)
+  target_link_libraries(${name} PUBLIC ${ARGN})
+  if(WIN32 AND name STREQUAL "tv_platform")
+    target_link_libraries(${name} PUBLIC advapi32 shell32 ole32 user32 kernel32 wtsapi32 userenv netapi32 powrprof)
+  elseif(name STREQUAL "tv_platform")
+    find_package(Threads REQUIRED)
+    target_link_libraries(${name} PUBLIC Threads::Threads)
+  endif()
+endfunction()
+
+# One test executable per tests/ folder, registered with ctest as a single test so that a
+# Windows run starts Wine once per folder rather than once per case.
+function(tv_add_test_folder folder)
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${folder}/*.cpp)
+  if(NOT sources)
+    return()
+  endif()
+  set(name tv_${folder}_tests)
+  add_executable(${name} ${sources})
+  target_link_libraries(${name} PRIVATE tv_test_support ${ARGN})
+  add_test(NAME ${folder} COMMAND ${name} --gtest_brief=1)
+endfunction()

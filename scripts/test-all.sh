@@ -1,0 +1,44 @@
+#!/usr/bin/env bash
+# Every test on both toolchains: native (plain, then with sanitizers), the Windows build under
+# Wine, and a bounded fuzz smoke. Stops at the first failing stage and exits non-zero.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+jobs=$(nproc)
+start=$(date +%s)
+
+stage() { printf '\n==== %s\n' "$*"; }
+
+stage "native: build"
+cmake --preset native >/dev/null
+cmake --build --preset native -j "$jobs"
+stage "native: tests"
+ctest --test-dir build/native --output-on-failure -j "$jobs"
+
+stage "native with AddressSanitizer and UndefinedBehaviorSanitizer: build"
+cmake --preset native-asan >/dev/null
+cmake --build --preset native-asan -j "$jobs"
+stage "native with sanitizers: tests"
+ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
+  ctest --test-dir build/native-asan --output-on-failure -j "$jobs"
+
+if [ -d tests/foundation ] && ls tests/foundation/*thread* >/dev/null 2>&1; then
+  stage "native with ThreadSanitizer: build"
+  cmake --preset native-tsan >/dev/null
+  cmake --build --preset native-tsan -j "$jobs"
+  stage "native with ThreadSanitizer: tests"
+  TSAN_OPTIONS=halt_on_error=1 ctest --test-dir build/native-tsan --output-on-failure -j "$jobs"
+fi
+
+stage "windows (mingw-w64): build"
+cmake --preset windows >/dev/null
+cmake --build --preset windows -j "$jobs"
+stage "windows: tests under Wine"
+scripts/wine-ctest.sh build/windows
+
+stage "fuzz smoke: build"
+cmake --preset fuzz >/dev/null
+cmake --build --preset fuzz -j "$jobs"
+stage "fuzz smoke: run"
+ctest --test-dir build/fuzz --output-on-failure -j "$jobs"
+
+printf '\nmake test: every stage passed in %d s\n' $(( $(date +%s) - start ))
