@@ -24,15 +24,22 @@ function(tv_add_module name dir)
   endif()
 endfunction()
 
-# One test executable per tests/ folder, registered with ctest as a single test so that a
-# Windows run starts Wine once per folder rather than once per case.
+# One test executable per test file (tests/<folder>/<stem>_test.cpp -> tv_<folder>_<stem>_test),
+# registered with ctest as "<folder>/<stem>". Files under tests/<folder>/ that do not end in
+# _test.cpp are shared helpers of that folder and are linked into each of its executables.
 function(tv_add_test_folder folder)
-  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${folder}/*.cpp)
-  if(NOT sources)
-    return()
+  file(GLOB tests CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${folder}/*_test.cpp)
+  file(GLOB all CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${folder}/*.cpp)
+  set(helpers ${all})
+  if(tests)
+    list(REMOVE_ITEM helpers ${tests})
   endif()
-  set(name tv_${folder}_tests)
-  add_executable(${name} ${sources})
-  target_link_libraries(${name} PRIVATE tv_test_support ${ARGN})
-  add_test(NAME ${folder} COMMAND ${name} --gtest_brief=1)
+  foreach(src ${tests})
+    get_filename_component(stem ${src} NAME_WE)
+    string(REGEX REPLACE "_test$" "" short ${stem})
+    set(name tv_${folder}_${stem})
+    add_executable(${name} ${src} ${helpers})
+    target_link_libraries(${name} PRIVATE tv_test_support ${ARGN})
+    add_test(NAME ${folder}/${short} COMMAND ${name} --gtest_brief=1)
+  endforeach()
 endfunction()
