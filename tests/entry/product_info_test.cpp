@@ -1,0 +1,148 @@
+#include "entry/product_info.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cwchar>
+#include <string>
+#include <utility>
+
+#include "entry/data_folder.h"
+#include "platform/last_error.h"
+
+namespace tv {
+namespace {
+
+TEST(ProductInfo, VersionNumbersAndTextsAgree) {
+  const ProductInfo* info = GetMyProductInfo();
+  ASSERT_EQ(info, GetMyProductInfo());
+  // Update checks and the About box read these fields where they expect them.
+  EXPECT_EQ(info->GetVersionNum(), 0x18320C06u);
+  EXPECT_EQ(info->GetVersionQWORD(), 0x0018000500000C06ull);
+  EXPECT_EQ(std::to_wstring(info->GetRevisionNum()), info->GetRevisionStr());
+  EXPECT_STREQ(info->GetVersionStrLong(7), L"Version <b>24.5.0</b>");  // any non-zero is bold
+  // The registered sign must survive both compilers' character sets.
+  EXPECT_STREQ(info->GetForOS(), L"for Windows\u00AE 11, 10, 8, 7, Servers (x64)");
+  EXPECT_EQ(info->GetForOS()[11], wchar_t{0xAE});
+#ifdef _WIN32
+  EXPECT_NE(info->GetIconInstance(), nullptr);
+#else
+  EXPECT_EQ(info->GetIconInstance(), nullptr);
+#endif
+}
+
+// The product with a long version text that cannot fit the shared buffer.
+class LongVersion : public MyProductInfo {
+ public:
+  std::wstring text = std::wstring(120, L'v') + L"12345";
+  const wchar_t* GetVersionStrLong(BOOL) const override { return text.c_str(); }
+};
+
+TEST(ProductInfo, VersionStrRevSharesOneBufferAndCutsAtItsSize) {
+  const ProductInfo* info = GetMyProductInfo();
+  const wchar_t* bold = info->GetVersionStrRev(1);
+  EXPECT_STREQ(bold, L"Version <b>24.5.0</b> (rev. 3078)");
+  const wchar_t* plain = info->GetVersionStrRev(0);
+  EXPECT_STREQ(plain, L"Version 24.5.0 (rev. 3078)");
+  EXPECT_EQ(bold, plain);  // the first answer now reads as the second
+
+  LongVersion other;
+  const wchar_t* cut = other.GetVersionStrRev(0);
+  EXPECT_EQ(cut, plain);  // one buffer for the process, not one per object
+  const std::wstring whole = other.text + L" (rev. 3078)";
+  EXPECT_EQ(std::wstring(cut), whole.substr(0, kVersionStrRevChars - 1));
+}
+
+TEST(ProductInfo, AppBookkeepingBalancesOnEveryWayOut) {
+  LongVersion info;
+  EXPECT_FALSE(info.LeaveApp());  // leaving what was never entered changes nothing
+  EXPECT_EQ(info.EnterApp(), 1);
+  EXPECT_EQ(info.EnterApp(), 2);
+  EXPECT_TRUE(info.LeaveApp());
+  EXPECT_TRUE(info.LeaveApp());
+  EXPECT_FALSE(info.LeaveApp());
+  EXPECT_EQ(info.GetAppCount(), 0);
+  for (bool early : {true, false}) {
+    [&] {
+      AppScope scope(info);
+      EXPECT_EQ(info.GetAppCount(), 1);
+      if (early) return;
+      EXPECT_EQ(info.EnterApp(), 2);
+      EXPECT_TRUE(info.LeaveApp());
+    }();
+    EXPECT_EQ(info.GetAppCount(), 0);
+  }
+}
+
+// Stand-in for the shell's answer.
+std::wstring g_folder;
+BOOL g_folder_result = kTrue;
+
+BOOL FakeFolder(wchar_t* buffer, std::size_t size) {
+  const std::size_t n = std::min(g_folder.size(), size - 1);
+  std::copy_n(g_folder.c_str(), n, buffer);
+  buffer[n] = L'\0';
+  if (!g_folder_result) SetLastErrorCode(err::kFileNotFound);
+  return g_folder_result;
+}
+
+TEST(DataFolder, SeparatorNameAndBound) {
+  const std::size_t last = kDataFolderChars - 1;  // characters before the terminator
+  const std::pair<std::wstring, std::wstring> cases[] = {
+      {L"C:\\ProgramData", L"C:\\ProgramData\\Tarnvale"},
+      {L"C:\\ProgramData\\", L"C:\\ProgramData\\Tarnvale"},
+      {L"/srv/data/", L"/srv/data/Tarnvale"},
+      {std::wstring(last - 9, L'f'), std::wstring(last - 9, L'f') + L"\\Tarnvale"},  // exactly fits
+      {std::wstring(last - 8, L'f'), std::wstring(last - 8, L'f') + L"\\Tarnval"},   // the name is cut
+      {std::wstring(last, L'f'), std::wstring(last, L'f')},                          // already full
+  };
+  for (const auto& [folder, expected] : cases) {
+    g_folder = folder;
+    g_folder_result = kTrue;
+    wchar_t buffer[kDataFolderChars + 1];
+    buffer[kDataFolderChars] = L'#';
+    EXPECT_TRUE(GetDataFolder(buffer, FakeFolder));
+    EXPECT_EQ(std::wstring(buffer), expected);
+    EXPECT_EQ(buffer[kDataFolderChars], L'#');
+  }
+}
+
+TEST(DataFolder, NoFolderGivesFalseAndAnEmptyBuffer) {
+  wchar_t buffer[kDataFolderChars];
+  g_folder = L"";
+  g_folder_result = kTrue;
+  SetLastErrorCode(err::kSuccess);
+  EXPECT_FALSE(GetDataFolder(buffer, FakeFolder));
+  EXPECT_STREQ(buffer, L"");
+  EXPECT_NE(GetLastErrorCode(), err::kSuccess);
+  // A failing source's leftovers are not passed on as a folder, and its error is kept.
+  g_folder = L"C:\\half";
+  g_folder_result = kFalse;
+  EXPECT_FALSE(GetDataFolder(buffer, FakeFolder));
+  EXPECT_STREQ(buffer, L"");
+  EXPECT_EQ(GetLastErrorCode(), err::kFileNotFound);
+}
+
+TEST(DataFolder, RealAllUsersFolder) {
+  wchar_t buffer[kDataFolderChars];
+#ifdef _WIN32
+  ASSERT_TRUE(GetDataFolder(buffer));
+  const std::wstring folder = buffer;
+  ASSERT_GT(folder.size(), 12u);
+  EXPECT_EQ(folder.substr(folder.size() - 9), L"\\Tarnvale");
+  EXPECT_EQ(folder[1], L':');  // a drive path, not a shell item name
+#else
+  // This test process owns its environment.
+  ::unsetenv("TARNVALE_COMMON_APPDATA");
+  ASSERT_TRUE(GetDataFolder(buffer));
+  EXPECT_STREQ(buffer, L"/var/lib\\Tarnvale");
+  ::setenv("TARNVALE_COMMON_APPDATA", "", 1);
+  EXPECT_FALSE(GetDataFolder(buffer));
+  EXPECT_STREQ(buffer, L"");
+  ::unsetenv("TARNVALE_COMMON_APPDATA");
+#endif
+}
+
+}  // namespace
+}  // namespace tv
