@@ -3,6 +3,9 @@
 # that Windows implements natively guard themselves with #ifndef _WIN32.
 function(tv_add_module name dir)
   file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/${dir}/*.cpp ${CMAKE_SOURCE_DIR}/${dir}/portable/*.cpp)
+  if(TV_MODULE_EXCLUDE)
+    list(REMOVE_ITEM sources ${TV_MODULE_EXCLUDE})
+  endif()
   if(WIN32)
     file(GLOB win_sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/${dir}/win32/*.cpp)
     list(APPEND sources ${win_sources})
