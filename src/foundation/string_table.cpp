@@ -25,6 +25,9 @@ constexpr Entry kStrings[] = {
     {21908, L"Missing closing quote"},
     {21909, L"Missing closing tag"},
     {21910, L"No XML data found."},
+    // ---- Weekly schedule
+    {21410, L"The schedule cannot be read from character %d on: \"%ls\""},
+    {21411, L"The schedule cannot be checked: the current time is not a valid time."},
     // ---- (further groups are added above this line, each under its own heading)
 };
 
