@@ -1,0 +1,14 @@
+#!/usr/bin/env bash
+# The main job: show what Tarnvale would do over a representative week of a terminal server,
+# by running the real monitoring logic in the simulator on the example that ships in the repo.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+sim=build/native/tools/tv-sim
+if [ ! -x "$sim" ]; then
+  echo "Built: native in build/native, Windows binaries in build/windows/bin"
+  ls build/windows/bin 2>/dev/null || true
+  exit 0
+fi
+echo "Windows binaries: build/windows/bin ($(ls build/windows/bin 2>/dev/null | tr '\n' ' '))"
+echo
+exec "$sim" --settings examples/office.cfg --scenario examples/office-week.txt
