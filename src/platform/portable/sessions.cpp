@@ -1,0 +1,353 @@
+// Portable simulated terminal sessions (both toolchains): the table, its notifications and records.
+#include "platform/portable/sessions.h"
+
+#include <algorithm>
+
+namespace tv {
+
+namespace {
+std::wstring StationName(SessionId id, bool console) {
+  return console ? std::wstring(L"Console") : L"RDP-Tcp#" + std::to_wstring(id);
+}
+}  // namespace
+
+// --- Driving the table -------------------------------------------------------------------------
+
+void SimulatedSessions::AddSession(SessionId id, const std::wstring& domain, const std::wstring& user,
+                                   SessionState state) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  Session s;
+  s.info.id = id;
+  s.info.state = state;
+  s.info.winStation = StationName(id, id == console_);
+  s.info.domain = domain;
+  s.info.user = user;
+  s.info.connectTime = Now();
+  if (!user.empty()) s.info.logonTime = s.info.connectTime;
+  sessions_[id] = std::move(s);
+  if (!user.empty()) notifications_.push_back({SessionChange::kLogon, id});
+}
+
+void SimulatedSessions::EndSession(SessionId id) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (sessions_.erase(id) != 0) notifications_.push_back({SessionChange::kLogoff, id});
+}
+
+void SimulatedSessions::LogOn(SessionId id, const std::wstring& domain, const std::wstring& user) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  Session* s = Find(id);
+  if (!s) return;
+  s->info.domain = domain;
+  s->info.user = user;
+  s->info.logonTime = Now();
+  notifications_.push_back({SessionChange::kLogon, id});
+}
+
+void SimulatedSessions::Disconnect(SessionId id) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  Session* s = Find(id);
+  if (!s) return;
+  s->info.state = SessionState::kDisconnected;
+  s->info.disconnectTime = Now();
+  notifications_.push_back({IsConsole(*s) ? SessionChange::kConsoleDisconnect : SessionChange::kRemoteDisconnect, id});
+}
+
+void SimulatedSessions::Reconnect(SessionId id) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  Session* s = Find(id);
+  if (!s) return;
+  s->info.state = SessionState::kActive;
+  s->info.connectTime = Now();
+  notifications_.push_back({IsConsole(*s) ? SessionChange::kConsoleConnect : SessionChange::kRemoteConnect, id});
+}
+
+void SimulatedSessions::SetState(SessionId id, SessionState state) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (Session* s = Find(id)) s->info.state = state;
+}
+
+void SimulatedSessions::Lock(SessionId id) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  Session* s = Find(id);
+  if (!s) return;
+  s->locked = true;
+  notifications_.push_back({SessionChange::kLock, id});
+}
+
+void SimulatedSessions::Unlock(SessionId id) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  Session* s = Find(id);
+  if (!s) return;
+  s->locked = false;
+  notifications_.push_back({SessionChange::kUnlock, id});
+}
+
+void SimulatedSessions::SetConsoleSession(SessionId id) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  console_ = id;
+  for (auto& [sid, s] : sessions_) s.info.winStation = StationName(sid, sid == id);
+}
+
+void SimulatedSessions::SetAvailable(bool available) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  available_ = available;
+}
+
+void SimulatedSessions::SetMessageResponse(DWORD response) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  messageResponse_ = response;
+}
+
+void SimulatedSessions::SetLogoffRemovesSession(bool removes) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  logoffRemoves_ = removes;
+}
+
+void SimulatedSessions::SetTimeSource(std::function<std::int64_t()> now) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  now_ = std::move(now);
+}
+
+void SimulatedSessions::FailOp(Op op, ErrorCode error, int times, int skip, SessionId id) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  faults_.Add(static_cast<int>(op), error, times, skip, id);
+}
+
+void SimulatedSessions::ClearFaults() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  faults_.Clear();
+}
+
+// --- Reading what happened ---------------------------------------------------------------------
+
+bool SimulatedSessions::HasSession(SessionId id) const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return Find(id) != nullptr;
+}
+
+bool SimulatedSessions::IsLocked(SessionId id) const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  const Session* s = Find(id);
+  return s && s->locked;
+}
+
+size_t SimulatedSessions::SessionCount() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return sessions_.size();
+}
+
+std::vector<SimulatedSessions::LoggedOff> SimulatedSessions::LoggedOffSessions() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return loggedOff_;
+}
+
+std::vector<SimulatedSessions::MessageShown> SimulatedSessions::MessagesShown() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return messages_;
+}
+
+std::vector<SimulatedSessions::ProcessStart> SimulatedSessions::ProcessStarts() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return starts_;
+}
+
+std::vector<SimulatedSessions::Notification> SimulatedSessions::TakeNotifications() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  std::vector<Notification> out;
+  out.swap(notifications_);
+  return out;
+}
+
+int SimulatedSessions::OpenTokens() const { return openTokens_.load(); }
+
+std::vector<void*> SimulatedSessions::NotificationWindows() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return windows_;
+}
+
+std::vector<void*> SimulatedSessions::PolicyEvents() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return policyEvents_;
+}
+
+void SimulatedSessions::ClearRecords() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  loggedOff_.clear();
+  messages_.clear();
+  starts_.clear();
+  notifications_.clear();
+}
+
+// --- Sessions ----------------------------------------------------------------------------------
+
+SimulatedSessions::Session* SimulatedSessions::Find(SessionId id) {
+  auto it = sessions_.find(id);
+  return it == sessions_.end() ? nullptr : &it->second;
+}
+
+const SimulatedSessions::Session* SimulatedSessions::Find(SessionId id) const {
+  auto it = sessions_.find(id);
+  return it == sessions_.end() ? nullptr : &it->second;
+}
+
+bool SimulatedSessions::IsConsole(const Session& s) const { return s.info.id == console_; }
+
+BOOL SimulatedSessions::Enter(Op op, SessionId id, Session*& session) {
+  if (!available_) return Fail(err::kProcNotFound);
+  if (ErrorCode e = faults_.Next(static_cast<int>(op), id)) return Fail(e);
+  session = Find(id);
+  if (!session) return Fail(err::kFileNotFound);
+  return kTrue;
+}
+
+bool SimulatedSessions::IsAvailable() const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return available_;
+}
+
+BOOL SimulatedSessions::EnumerateSessions(std::vector<SessionEntry>& out) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (!available_) return Fail(err::kProcNotFound);
+  if (ErrorCode e = faults_.Next(static_cast<int>(Op::kEnumerate))) return Fail(e);
+  std::vector<SessionEntry> list;
+  list.reserve(sessions_.size());
+  for (const auto& [id, s] : sessions_) list.push_back({id, s.info.state, s.info.winStation});
+  out.swap(list);
+  return kTrue;
+}
+
+BOOL SimulatedSessions::QuerySessionInfo(SessionId id, SessionInfo& out) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  Session* s = nullptr;
+  if (!Enter(Op::kQueryInfo, id, s)) return kFalse;
+  out = s->info;
+  out.currentTime = Now();
+  return kTrue;
+}
+
+BOOL SimulatedSessions::QueryUserName(SessionId id, std::wstring& out) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  Session* s = nullptr;
+  if (!Enter(Op::kQueryUser, id, s)) return kFalse;
+  out = s->info.user;
+  return kTrue;
+}
+
+BOOL SimulatedSessions::QueryDomainName(SessionId id, std::wstring& out) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  Session* s = nullptr;
+  if (!Enter(Op::kQueryDomain, id, s)) return kFalse;
+  out = s->info.domain;
+  return kTrue;
+}
+
+BOOL SimulatedSessions::QueryConnectState(SessionId id, SessionState& out) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  Session* s = nullptr;
+  if (!Enter(Op::kQueryState, id, s)) return kFalse;
+  out = s->info.state;
+  return kTrue;
+}
+
+SessionId SimulatedSessions::GetActiveConsoleSessionId() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return console_;
+}
+
+void SimulatedSessions::CloseToken(void*, void* context) {
+  static_cast<SimulatedSessions*>(context)->openTokens_.fetch_sub(1);
+}
+
+BOOL SimulatedSessions::TokenLocked(SessionId id, UserToken& out) {
+  Session* s = nullptr;
+  if (!Enter(Op::kQueryToken, id, s)) return kFalse;
+  if (s->info.user.empty()) return Fail(err::kNoToken);
+  // Any distinct non-null value will do: nobody looks behind a simulated token.
+  void* handle = reinterpret_cast<void*>(nextToken_++);
+  openTokens_.fetch_add(1);
+  out.reset(TokenRef{handle, &CloseToken, this});
+  return kTrue;
+}
+
+BOOL SimulatedSessions::QueryUserToken(SessionId id, UserToken& out) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return TokenLocked(id, out);
+}
+
+BOOL SimulatedSessions::LogoffSession(SessionId id) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  Session* s = nullptr;
+  if (!Enter(Op::kLogoff, id, s)) return kFalse;
+  loggedOff_.push_back({id, s->info.domain, s->info.user});
+  if (logoffRemoves_) {
+    sessions_.erase(id);
+    notifications_.push_back({SessionChange::kLogoff, id});
+  }
+  return kTrue;
+}
+
+BOOL SimulatedSessions::SendSessionMessage(SessionId id, const std::wstring& caption, const std::wstring& text,
+                                           DWORD style, DWORD timeoutSeconds, bool wait, DWORD& response) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  Session* s = nullptr;
+  if (!Enter(Op::kSendMessage, id, s)) return kFalse;
+  messages_.push_back({id, caption, text, style, timeoutSeconds, wait});
+  response = wait ? messageResponse_ : kMessageAsync;
+  return kTrue;
+}
+
+BOOL SimulatedSessions::StartInSession(SessionId id, const std::wstring& commandLine) {
+  UserToken token;  // declared before the lock: its release takes no lock, but must not outlive `this`
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (!TokenLocked(id, token)) return kFalse;
+  ErrorCode last = 0;
+  for (int attempt = 1; attempt <= kStartAttempts; ++attempt) {
+    last = faults_.Next(static_cast<int>(Op::kStartAttempt), id);
+    if (last == 0) {
+      starts_.push_back({id, commandLine, attempt, true});
+      SetLastErrorCode(err::kSuccess);
+      return kTrue;
+    }
+  }
+  starts_.push_back({id, commandLine, kStartAttempts, false});
+  return Fail(last);
+}
+
+BOOL SimulatedSessions::RegisterSessionNotification(void* window) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (!available_) return Fail(err::kProcNotFound);
+  if (ErrorCode e = faults_.Next(static_cast<int>(Op::kRegisterNotification))) return Fail(e);
+  if (!window) return Fail(err::kInvalidHandle);
+  windows_.push_back(window);
+  return kTrue;
+}
+
+BOOL SimulatedSessions::UnregisterSessionNotification(void* window) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (!available_) return Fail(err::kProcNotFound);
+  auto it = std::find(windows_.begin(), windows_.end(), window);
+  if (it == windows_.end()) return Fail(err::kInvalidParameter);
+  windows_.erase(it);
+  return kTrue;
+}
+
+BOOL SimulatedSessions::RegisterPolicyNotification(void* event) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (!event) return Fail(err::kInvalidHandle);
+  policyEvents_.push_back(event);
+  return kTrue;
+}
+
+BOOL SimulatedSessions::UnregisterPolicyNotification(void* event) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  auto it = std::find(policyEvents_.begin(), policyEvents_.end(), event);
+  if (it == policyEvents_.end()) return Fail(err::kInvalidParameter);
+  policyEvents_.erase(it);
+  return kTrue;
+}
+
+#ifndef _WIN32
+std::unique_ptr<Sessions> CreateSystemSessions() { return std::make_unique<SimulatedSessions>(); }
+#endif
+
+}  // namespace tv

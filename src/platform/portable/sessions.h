@@ -1,0 +1,162 @@
+// Portable simulated terminal sessions: a table of sessions that a test or the simulator drives
+// (log on, lock, disconnect, ...) and that records what the product asked of it (log-offs,
+// message boxes, processes started), with faults on command. Safe to use from several threads.
+// A session that is not in the table fails with err::kFileNotFound; one nobody is logged on to
+// has no user token (err::kNoToken).
+#pragma once
+
+#include <atomic>
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "platform/portable/fault_plan.h"
+#include "platform/sessions.h"
+
+namespace tv {
+
+class SimulatedSessions final : public Sessions {
+ public:
+  // The operations a fault can be injected into.
+  enum class Op {
+    kEnumerate,
+    kQueryInfo,
+    kQueryUser,
+    kQueryDomain,
+    kQueryState,
+    kQueryToken,
+    kLogoff,
+    kSendMessage,
+    kStartAttempt,  // one attempt of StartInSession; a start fails only when all attempts fail
+    kRegisterNotification,
+  };
+
+  struct LoggedOff {
+    SessionId id;
+    std::wstring domain;
+    std::wstring user;
+  };
+  struct MessageShown {
+    SessionId id;
+    std::wstring caption;
+    std::wstring text;
+    DWORD style;
+    DWORD timeoutSeconds;
+    bool wait;
+  };
+  struct ProcessStart {
+    SessionId id;
+    std::wstring commandLine;
+    int attempts;  // attempts made; the pause between two of them is kStartRetryDelayMs
+    bool started;
+  };
+  struct Notification {
+    SessionChange change;
+    SessionId id;
+  };
+
+  SimulatedSessions() = default;
+
+  // --- Driving the table ---------------------------------------------------------------------
+
+  // A new session `id` (replacing any with that id). A non-empty `user` counts as a log-on and
+  // queues kLogon. The console session's station is "Console", the others "RDP-Tcp#<id>".
+  void AddSession(SessionId id, const std::wstring& domain, const std::wstring& user,
+                  SessionState state = SessionState::kActive);
+  // The session ends without the product's doing (the user logged off himself): queues kLogoff.
+  void EndSession(SessionId id);
+  // A user logs on to an existing session (a logon screen until now): queues kLogon.
+  void LogOn(SessionId id, const std::wstring& domain, const std::wstring& user);
+  // The client goes away (state kDisconnected) or comes back (kActive); queues the console or
+  // remote variant of the change, by the session's station.
+  void Disconnect(SessionId id);
+  void Reconnect(SessionId id);
+  // Sets the state without any notification.
+  void SetState(SessionId id, SessionState state);
+  void Lock(SessionId id);    // queues kLock
+  void Unlock(SessionId id);  // queues kUnlock
+  void SetConsoleSession(SessionId id);
+  // While false, every operation answers "not available", as without the terminal services.
+  void SetAvailable(bool available);
+  // The answer of a message box sent with `wait` (default kMessageTimedOut).
+  void SetMessageResponse(DWORD response);
+  // Whether a log-off removes the session at once (default) or leaves it for EndSession.
+  void SetLogoffRemovesSession(bool removes);
+  // Stamps the session times (FILETIME units); without it they stay 0.
+  void SetTimeSource(std::function<std::int64_t()> now);
+
+  // Calls of `op` (for session `id`, or any) fail with `error`: `skip` calls pass first, then
+  // `times` calls fail (kFailAlways: from then on).
+  void FailOp(Op op, ErrorCode error, int times = 1, int skip = 0, SessionId id = kAnySubject);
+  void ClearFaults();
+
+  // --- Reading what happened -----------------------------------------------------------------
+
+  bool HasSession(SessionId id) const;
+  bool IsLocked(SessionId id) const;
+  size_t SessionCount() const;
+  std::vector<LoggedOff> LoggedOffSessions() const;
+  std::vector<MessageShown> MessagesShown() const;
+  std::vector<ProcessStart> ProcessStarts() const;
+  // The session-change notifications queued since the last call, oldest first.
+  std::vector<Notification> TakeNotifications();
+  // User tokens handed out and not closed yet (a leak shows here).
+  int OpenTokens() const;
+  std::vector<void*> NotificationWindows() const;
+  std::vector<void*> PolicyEvents() const;
+  void ClearRecords();
+
+  // --- Sessions ------------------------------------------------------------------------------
+
+  bool IsAvailable() const override;
+  BOOL EnumerateSessions(std::vector<SessionEntry>& out) override;
+  BOOL QuerySessionInfo(SessionId id, SessionInfo& out) override;
+  BOOL QueryUserName(SessionId id, std::wstring& out) override;
+  BOOL QueryDomainName(SessionId id, std::wstring& out) override;
+  BOOL QueryConnectState(SessionId id, SessionState& out) override;
+  SessionId GetActiveConsoleSessionId() override;
+  BOOL QueryUserToken(SessionId id, UserToken& out) override;
+  BOOL LogoffSession(SessionId id) override;
+  BOOL SendSessionMessage(SessionId id, const std::wstring& caption, const std::wstring& text, DWORD style,
+                          DWORD timeoutSeconds, bool wait, DWORD& response) override;
+  BOOL StartInSession(SessionId id, const std::wstring& commandLine) override;
+  BOOL RegisterSessionNotification(void* window) override;
+  BOOL UnregisterSessionNotification(void* window) override;
+  BOOL RegisterPolicyNotification(void* event) override;
+  BOOL UnregisterPolicyNotification(void* event) override;
+
+ private:
+  struct Session {
+    SessionInfo info;
+    bool locked = false;
+  };
+
+  Session* Find(SessionId id);
+  const Session* Find(SessionId id) const;
+  std::int64_t Now() const { return now_ ? now_() : 0; }
+  bool IsConsole(const Session& s) const;
+  // The common entry checks of a query: availability, injected fault, existing session.
+  BOOL Enter(Op op, SessionId id, Session*& session);
+  BOOL TokenLocked(SessionId id, UserToken& out);
+  static void CloseToken(void* handle, void* context);
+
+  mutable std::mutex mutex_;
+  std::map<SessionId, Session> sessions_;
+  SessionId console_ = kNoSession;
+  bool available_ = true;
+  bool logoffRemoves_ = true;
+  DWORD messageResponse_ = kMessageTimedOut;
+  std::function<std::int64_t()> now_;
+  FaultPlan faults_;
+  std::vector<LoggedOff> loggedOff_;
+  std::vector<MessageShown> messages_;
+  std::vector<ProcessStart> starts_;
+  std::vector<Notification> notifications_;
+  std::vector<void*> windows_;
+  std::vector<void*> policyEvents_;
+  std::atomic<int> openTokens_{0};
+  std::uintptr_t nextToken_ = 1;
+};
+
+}  // namespace tv

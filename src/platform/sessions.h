@@ -1,0 +1,169 @@
+// The terminal-session seam: what the service, its session threads and the agent need of the
+// operating system's sessions and processes. The service logic takes a Sessions& so that tests
+// and the simulator can run it against SimulatedSessions (platform/portable/sessions.h).
+//
+// Every operation answers 1 or 0 and leaves the error code in the last-error slot. An operation
+// whose system entry point is missing (an old system, a stub library) answers 0 with
+// err::kProcNotFound: "not available".
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/last_error.h"
+#include "platform/types.h"
+#include "platform/unique_handle.h"
+
+namespace tv {
+
+using SessionId = DWORD;
+inline constexpr SessionId kNoSession = 0xFFFFFFFFu;
+
+// A session's connect state, with Windows' WTS_CONNECTSTATE_CLASS values (0 = active).
+enum class SessionState : DWORD {
+  kActive = 0,
+  kConnected = 1,
+  kConnectQuery = 2,
+  kShadow = 3,
+  kDisconnected = 4,
+  kIdle = 5,
+  kListen = 6,
+  kReset = 7,
+  kDown = 8,
+  kInit = 9,
+};
+
+// Session-change notification codes (WTS_SESSION_*), as the service's control handler gets them.
+enum class SessionChange : DWORD {
+  kConsoleConnect = 1,
+  kConsoleDisconnect = 2,
+  kRemoteConnect = 3,
+  kRemoteDisconnect = 4,
+  kLogon = 5,
+  kLogoff = 6,
+  kLock = 7,
+  kUnlock = 8,
+  kRemoteControl = 9,
+};
+
+// One row of the session list.
+struct SessionEntry {
+  SessionId id = kNoSession;
+  SessionState state = SessionState::kDown;
+  std::wstring winStation;
+};
+
+// A session's information record. Times are FILETIME values (100 ns since 1601, UTC); 0 when the
+// system does not know (never disconnected, nobody logged on).
+struct SessionInfo {
+  SessionId id = kNoSession;
+  SessionState state = SessionState::kDown;
+  std::wstring winStation;
+  std::wstring domain;
+  std::wstring user;
+  std::int64_t connectTime = 0;
+  std::int64_t disconnectTime = 0;
+  std::int64_t lastInputTime = 0;
+  std::int64_t logonTime = 0;
+  std::int64_t currentTime = 0;
+};
+
+// Answers of a session message box beyond the ordinary button ids.
+inline constexpr DWORD kMessageTimedOut = 32000;  // IDTIMEOUT: nobody answered in time
+inline constexpr DWORD kMessageAsync = 32001;     // IDASYNC: sent without waiting
+
+// A program that must run in a user's session is tried this many times, this far apart: right
+// after log-on the user's desktop may not be ready to take a new process yet.
+inline constexpr int kStartAttempts = 11;
+inline constexpr DWORD kStartRetryDelayMs = 1000;
+
+// Error codes of this seam that the shared list lacks (Windows' values).
+namespace err {
+inline constexpr ErrorCode kNoToken = 1008;  // ERROR_NO_TOKEN: nobody is logged on to the session
+}  // namespace err
+
+// A user's token as the platform hands it out: an opaque handle with the function that closes it.
+struct TokenRef {
+  void* handle = nullptr;
+  void (*close)(void* handle, void* context) = nullptr;
+  void* context = nullptr;
+  bool operator==(const TokenRef& o) const { return handle == o.handle && context == o.context; }
+};
+struct TokenRefTraits {
+  using Handle = TokenRef;
+  static Handle Invalid() { return {}; }
+  static bool IsValid(const Handle& h) { return h.handle != nullptr; }
+  static void Close(const Handle& h) {
+    if (h.close) h.close(h.handle, h.context);
+  }
+};
+using UserToken = UniqueHandle<TokenRefTraits>;
+
+class Sessions {
+ public:
+  virtual ~Sessions() = default;
+
+  // False when the terminal-services layer is missing altogether; every operation then answers
+  // "not available".
+  virtual bool IsAvailable() const = 0;
+
+  // The sessions on this computer with their connect states. `out` is replaced on success.
+  virtual BOOL EnumerateSessions(std::vector<SessionEntry>& out) = 0;
+
+  // A session's information record (user, domain, state, times).
+  virtual BOOL QuerySessionInfo(SessionId id, SessionInfo& out) = 0;
+
+  // Single items of the record, for systems where the whole record cannot be had. A session
+  // nobody is logged on to answers an empty user name with success.
+  virtual BOOL QueryUserName(SessionId id, std::wstring& out) = 0;
+  virtual BOOL QueryDomainName(SessionId id, std::wstring& out) = 0;
+  virtual BOOL QueryConnectState(SessionId id, SessionState& out) = 0;
+
+  // The session attached to the physical console, kNoSession while none is (a switch is going on).
+  virtual SessionId GetActiveConsoleSessionId() = 0;
+
+  // The primary token of the user logged on to session `id` (only a service may ask).
+  virtual BOOL QueryUserToken(SessionId id, UserToken& out) = 0;
+
+  // Asks the system to log session `id` off and returns without waiting for it to happen.
+  virtual BOOL LogoffSession(SessionId id) = 0;
+
+  // Shows a system message box in session `id`. `style` holds MB_* flags, `timeoutSeconds` 0
+  // waits for ever. Without `wait` the answer is kMessageAsync at once; with it, the button
+  // pressed or kMessageTimedOut.
+  virtual BOOL SendSessionMessage(SessionId id, const std::wstring& caption, const std::wstring& text,
+                                  DWORD style, DWORD timeoutSeconds, bool wait, DWORD& response) = 0;
+
+  // Starts `commandLine` in session `id` as the session's user: the user's elevated linked token
+  // when there is one, else a primary copy of the user token; desktop "Default", normal priority,
+  // no handles inherited. Tries kStartAttempts times, kStartRetryDelayMs apart; answers 0 at once
+  // when the user token cannot be had. The new process's handles are closed, not returned.
+  virtual BOOL StartInSession(SessionId id, const std::wstring& commandLine) = 0;
+
+  // Session-change messages for the caller's own session, sent to `window` (a window handle).
+  virtual BOOL RegisterSessionNotification(void* window) = 0;
+  virtual BOOL UnregisterSessionNotification(void* window) = 0;
+
+  // Machine group-policy changes, signalled on `event` (an event handle).
+  virtual BOOL RegisterPolicyNotification(void* event) = 0;
+  virtual BOOL UnregisterPolicyNotification(void* event) = 0;
+};
+
+// The computer's own sessions: the terminal-services layer on Windows, an empty simulated table
+// elsewhere.
+std::unique_ptr<Sessions> CreateSystemSessions();
+
+#ifdef _WIN32
+struct Win32SessionsOptions {
+  // The library the terminal-services entry points are bound from.
+  const wchar_t* library = L"wtsapi32.dll";
+  // Waits between two start attempts; empty means a real sleep of that many milliseconds.
+  std::function<void(DWORD ms)> pause;
+};
+std::unique_ptr<Sessions> CreateWin32Sessions(Win32SessionsOptions options = {});
+#endif
+
+}  // namespace tv

@@ -1,0 +1,246 @@
+// Win32 implementation of the terminal-session seam over WTSAPI32, bound by name at construction.
+#include "platform/win32/windows_include.h"
+
+#include <wtsapi32.h>
+#include <userenv.h>
+
+#include "platform/sessions.h"
+#include "platform/win32/bound_library.h"
+#include "platform/win32/handles.h"
+
+namespace tv {
+namespace {
+
+using EnumerateSessionsFn = BOOL(WINAPI*)(HANDLE, ::DWORD, ::DWORD, PWTS_SESSION_INFOW*, ::DWORD*);
+using QuerySessionInformationFn = BOOL(WINAPI*)(HANDLE, ::DWORD, WTS_INFO_CLASS, LPWSTR*, ::DWORD*);
+using FreeMemoryFn = void(WINAPI*)(PVOID);
+using LogoffSessionFn = BOOL(WINAPI*)(HANDLE, ::DWORD, BOOL);
+using QueryUserTokenFn = BOOL(WINAPI*)(ULONG, PHANDLE);
+using SendMessageFn = BOOL(WINAPI*)(HANDLE, ::DWORD, LPWSTR, ::DWORD, LPWSTR, ::DWORD, ::DWORD, ::DWORD, ::DWORD*, BOOL);
+using RegisterNotificationFn = BOOL(WINAPI*)(HWND, ::DWORD);
+using UnregisterNotificationFn = BOOL(WINAPI*)(HWND);
+using ActiveConsoleSessionFn = ::DWORD(WINAPI*)();
+
+void CloseKernelToken(void* handle, void*) { ::CloseHandle(static_cast<HANDLE>(handle)); }
+
+class Win32Sessions final : public Sessions {
+ public:
+  explicit Win32Sessions(Win32SessionsOptions options)
+      : wts_(options.library ? options.library : L"wtsapi32.dll"),
+        kernel_(L"kernel32.dll"),
+        pause_(std::move(options.pause)) {
+    enumerate_ = wts_.Get<EnumerateSessionsFn>("WTSEnumerateSessionsW");
+    query_ = wts_.Get<QuerySessionInformationFn>("WTSQuerySessionInformationW");
+    free_ = wts_.Get<FreeMemoryFn>("WTSFreeMemory");
+    logoff_ = wts_.Get<LogoffSessionFn>("WTSLogoffSession");
+    userToken_ = wts_.Get<QueryUserTokenFn>("WTSQueryUserToken");
+    sendMessage_ = wts_.Get<SendMessageFn>("WTSSendMessageW");
+    register_ = wts_.Get<RegisterNotificationFn>("WTSRegisterSessionNotification");
+    unregister_ = wts_.Get<UnregisterNotificationFn>("WTSUnRegisterSessionNotification");
+    activeConsole_ = kernel_.Get<ActiveConsoleSessionFn>("WTSGetActiveConsoleSessionId");
+    if (!pause_) pause_ = [](DWORD ms) { ::Sleep(ms); };
+  }
+
+  bool IsAvailable() const override { return wts_.loaded(); }
+
+  BOOL EnumerateSessions(std::vector<SessionEntry>& out) override {
+    if (!enumerate_ || !free_) return Fail(err::kProcNotFound);
+    PWTS_SESSION_INFOW rows = nullptr;
+    ::DWORD count = 0;
+    if (!enumerate_(WTS_CURRENT_SERVER_HANDLE, 0, 1, &rows, &count)) return Fail(LastErrorOr(err::kGenFailure));
+    UniqueWtsMemory keep(WtsMemory{rows, free_});
+    std::vector<SessionEntry> list;
+    list.reserve(count);
+    for (::DWORD i = 0; i < count && rows; ++i) {
+      list.push_back({rows[i].SessionId, static_cast<SessionState>(rows[i].State),
+                      rows[i].pWinStationName ? rows[i].pWinStationName : L""});
+    }
+    out.swap(list);
+    return kTrue;
+  }
+
+  BOOL QuerySessionInfo(SessionId id, SessionInfo& out) override {
+    UniqueWtsMemory block;
+    ::DWORD bytes = 0;
+    if (!Query(id, WTSSessionInfo, block, bytes)) return kFalse;
+    if (bytes < sizeof(WTSINFOW)) return Fail(err::kInvalidData);
+    const auto* w = static_cast<const WTSINFOW*>(block.get().block);
+    SessionInfo info;
+    info.id = w->SessionId;
+    info.state = static_cast<SessionState>(w->State);
+    info.winStation = Bounded(w->WinStationName, WINSTATIONNAME_LENGTH);
+    info.domain = Bounded(w->Domain, DOMAIN_LENGTH);
+    info.user = Bounded(w->UserName, USERNAME_LENGTH + 1);
+    info.connectTime = w->ConnectTime.QuadPart;
+    info.disconnectTime = w->DisconnectTime.QuadPart;
+    info.lastInputTime = w->LastInputTime.QuadPart;
+    info.logonTime = w->LogonTime.QuadPart;
+    info.currentTime = w->CurrentTime.QuadPart;
+    out = std::move(info);
+    return kTrue;
+  }
+
+  BOOL QueryUserName(SessionId id, std::wstring& out) override { return QueryText(id, WTSUserName, out); }
+  BOOL QueryDomainName(SessionId id, std::wstring& out) override { return QueryText(id, WTSDomainName, out); }
+
+  BOOL QueryConnectState(SessionId id, SessionState& out) override {
+    UniqueWtsMemory block;
+    ::DWORD bytes = 0;
+    if (!Query(id, WTSConnectState, block, bytes)) return kFalse;
+    if (bytes < sizeof(::DWORD)) return Fail(err::kInvalidData);
+    out = static_cast<SessionState>(*static_cast<const ::DWORD*>(block.get().block));
+    return kTrue;
+  }
+
+  SessionId GetActiveConsoleSessionId() override {
+    if (!activeConsole_) {
+      SetLastErrorCode(err::kProcNotFound);
+      return kNoSession;
+    }
+    return activeConsole_();
+  }
+
+  BOOL QueryUserToken(SessionId id, UserToken& out) override {
+    if (!userToken_) return Fail(err::kProcNotFound);
+    HANDLE token = nullptr;
+    if (!userToken_(id, &token)) return Fail(LastErrorOr(err::kNoToken));
+    out.reset(TokenRef{token, &CloseKernelToken, nullptr});
+    return kTrue;
+  }
+
+  BOOL LogoffSession(SessionId id) override {
+    if (!logoff_) return Fail(err::kProcNotFound);
+    if (!logoff_(WTS_CURRENT_SERVER_HANDLE, id, FALSE)) return Fail(LastErrorOr(err::kGenFailure));
+    return kTrue;
+  }
+
+  BOOL SendSessionMessage(SessionId id, const std::wstring& caption, const std::wstring& text, DWORD style,
+                          DWORD timeoutSeconds, bool wait, DWORD& response) override {
+    if (!sendMessage_) return Fail(err::kProcNotFound);
+    // The lengths are in bytes; the strings are only read despite the non-const parameter types.
+    std::wstring c = caption, t = text;
+    ::DWORD answer = 0;
+    if (!sendMessage_(WTS_CURRENT_SERVER_HANDLE, id, c.data(), static_cast<::DWORD>(c.size() * sizeof(wchar_t)), t.data(),
+                      static_cast<::DWORD>(t.size() * sizeof(wchar_t)), style, timeoutSeconds, &answer, wait ? TRUE : FALSE))
+      return Fail(LastErrorOr(err::kGenFailure));
+    response = answer;
+    return kTrue;
+  }
+
+  BOOL StartInSession(SessionId id, const std::wstring& commandLine) override {
+    UserToken user;
+    if (!QueryUserToken(id, user)) return kFalse;
+    UniqueKernelHandle launch;
+    if (!LaunchToken(static_cast<HANDLE>(user.get().handle), launch)) return kFalse;
+
+    ErrorCode lastError = err::kGenFailure;
+    for (int attempt = 1; attempt <= kStartAttempts; ++attempt) {
+      if (attempt > 1) pause_(kStartRetryDelayMs);
+      std::wstring line = commandLine;  // CreateProcess may write into its command line
+      STARTUPINFOW si{};
+      si.cb = sizeof(si);
+      wchar_t desktop[] = L"Default";
+      si.lpDesktop = desktop;
+      PROCESS_INFORMATION pi{};
+      if (::CreateProcessAsUserW(launch.get(), nullptr, line.data(), nullptr, nullptr, FALSE, NORMAL_PRIORITY_CLASS,
+                                 nullptr, nullptr, &si, &pi)) {
+        ::CloseHandle(pi.hThread);
+        ::CloseHandle(pi.hProcess);
+        SetLastErrorCode(err::kSuccess);
+        return kTrue;
+      }
+      lastError = LastErrorOr(err::kGenFailure);
+    }
+    return Fail(lastError);
+  }
+
+  BOOL RegisterSessionNotification(void* window) override {
+    if (!register_) return Fail(err::kProcNotFound);
+    if (!register_(static_cast<HWND>(window), NOTIFY_FOR_THIS_SESSION)) return Fail(LastErrorOr(err::kGenFailure));
+    return kTrue;
+  }
+
+  BOOL UnregisterSessionNotification(void* window) override {
+    if (!unregister_) return Fail(err::kProcNotFound);
+    if (!unregister_(static_cast<HWND>(window))) return Fail(LastErrorOr(err::kGenFailure));
+    return kTrue;
+  }
+
+  BOOL RegisterPolicyNotification(void* event) override {
+    if (!::RegisterGPNotification(static_cast<HANDLE>(event), TRUE)) return Fail(LastErrorOr(err::kGenFailure));
+    return kTrue;
+  }
+
+  BOOL UnregisterPolicyNotification(void* event) override {
+    if (!::UnregisterGPNotification(static_cast<HANDLE>(event))) return Fail(LastErrorOr(err::kGenFailure));
+    return kTrue;
+  }
+
+ private:
+  // Fixed-size name fields are terminated when the name is shorter than the field; a name that
+  // fills the field is not, so never read past it.
+  static std::wstring Bounded(const wchar_t* field, size_t capacity) {
+    size_t n = 0;
+    while (n < capacity && field[n] != L'\0') ++n;
+    return std::wstring(field, n);
+  }
+
+  BOOL Query(SessionId id, WTS_INFO_CLASS what, UniqueWtsMemory& block, ::DWORD& bytes) {
+    if (!query_ || !free_) return Fail(err::kProcNotFound);
+    LPWSTR buffer = nullptr;
+    bytes = 0;
+    if (!query_(WTS_CURRENT_SERVER_HANDLE, id, what, &buffer, &bytes)) return Fail(LastErrorOr(err::kGenFailure));
+    block.reset(WtsMemory{buffer, free_});
+    if (!buffer) return Fail(err::kInvalidData);
+    return kTrue;
+  }
+
+  BOOL QueryText(SessionId id, WTS_INFO_CLASS what, std::wstring& out) {
+    UniqueWtsMemory block;
+    ::DWORD bytes = 0;
+    if (!Query(id, what, block, bytes)) return kFalse;
+    out = Bounded(static_cast<const wchar_t*>(block.get().block), bytes / sizeof(wchar_t));
+    return kTrue;
+  }
+
+  // The token a process in the user's session is started with: the elevated linked token when
+  // the user has one, so the agent sees every window of the session; else a primary copy,
+  // since the token the terminal services hand out may not be usable for a new process as is.
+  static BOOL LaunchToken(HANDLE user, UniqueKernelHandle& out) {
+    TOKEN_LINKED_TOKEN linked{};
+    ::DWORD size = 0;
+    if (::GetTokenInformation(user, TokenLinkedToken, &linked, sizeof(linked), &size) && linked.LinkedToken) {
+      out.reset(linked.LinkedToken);
+      return kTrue;
+    }
+    HANDLE copy = nullptr;
+    constexpr ::DWORD kAccess = TOKEN_ASSIGN_PRIMARY | TOKEN_DUPLICATE | TOKEN_QUERY;  // 11
+    if (!::DuplicateTokenEx(user, kAccess, nullptr, SecurityImpersonation, TokenPrimary, &copy))
+      return Fail(LastErrorOr(err::kGenFailure));
+    out.reset(copy);
+    return kTrue;
+  }
+
+  BoundLibrary wts_;
+  BoundLibrary kernel_;
+  std::function<void(DWORD)> pause_;
+  EnumerateSessionsFn enumerate_ = nullptr;
+  QuerySessionInformationFn query_ = nullptr;
+  FreeMemoryFn free_ = nullptr;
+  LogoffSessionFn logoff_ = nullptr;
+  QueryUserTokenFn userToken_ = nullptr;
+  SendMessageFn sendMessage_ = nullptr;
+  RegisterNotificationFn register_ = nullptr;
+  UnregisterNotificationFn unregister_ = nullptr;
+  ActiveConsoleSessionFn activeConsole_ = nullptr;
+};
+
+}  // namespace
+
+std::unique_ptr<Sessions> CreateWin32Sessions(Win32SessionsOptions options) {
+  return std::make_unique<Win32Sessions>(std::move(options));
+}
+
+std::unique_ptr<Sessions> CreateSystemSessions() { return CreateWin32Sessions(); }
+
+}  // namespace tv

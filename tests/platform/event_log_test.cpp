@@ -1,0 +1,79 @@
+#include <gtest/gtest.h>
+
+#include "platform/portable/event_log.h"
+
+#ifdef _WIN32
+#include "platform/win32/windows_include.h"
+#endif
+
+namespace tv {
+namespace {
+
+TEST(EventLog, TypeFollowsTheSeverityBitsOfTheIdentifier) {
+  EXPECT_EQ(EventTypeOf(0x60000001), EventType::kInformation);
+  EXPECT_EQ(EventTypeOf(0x60000017), EventType::kInformation);
+  EXPECT_EQ(EventTypeOf(0xa000000c), EventType::kWarning);
+  EXPECT_EQ(EventTypeOf(0xa0000019), EventType::kWarning);
+  EXPECT_EQ(EventTypeOf(0xe000000b), EventType::kError);
+  EXPECT_EQ(EventTypeOf(0xe0000018), EventType::kError);
+  EXPECT_EQ(EventTypeOf(0x00000001), EventType::kInformation);
+  EXPECT_EQ(static_cast<int>(EventType::kError), 1);
+  EXPECT_EQ(static_cast<int>(EventType::kWarning), 2);
+  EXPECT_EQ(static_cast<int>(EventType::kInformation), 4);
+}
+
+TEST(SimulatedEventLog, KeepsEntriesInOrderAndLosesTheOneThatFailed) {
+  SimulatedEventLog log;
+  EXPECT_EQ(log.Source(), L"Tarnvale");
+  ASSERT_TRUE(log.Report(EventType::kInformation, 0x60000006, {L"CORP\\ann"}));
+  log.FailOp(SimulatedEventLog::Op::kReport, err::kNotEnoughMemory);
+  EXPECT_FALSE(log.Report(EventType::kError, 0xe000000b, {L"CORP\\ann", L"5"}));
+  EXPECT_EQ(GetLastErrorCode(), err::kNotEnoughMemory);
+  ASSERT_TRUE(log.Report(EventType::kError, 0xe000000b, {L"CORP\\ann", L"5"}));
+  ASSERT_TRUE(log.Report(EventType::kInformation, 0x60000006, {L"bob"}));
+
+  auto e = log.Entries();
+  ASSERT_EQ(e.size(), 3u);
+  EXPECT_EQ(e[1].type, EventType::kError);
+  EXPECT_EQ(e[1].strings, (std::vector<std::wstring>{L"CORP\\ann", L"5"}));
+  EXPECT_EQ(log.Count(0x60000006), 2u);
+  EXPECT_EQ(log.Count(0x60000001), 0u);
+
+  EXPECT_FALSE(log.RegisterSource(L""));
+  ASSERT_TRUE(log.RegisterSource(L"C:\\Program Files\\Tarnvale\\TV64.DLL"));
+  EXPECT_EQ(log.RegisteredMessageFile(), L"C:\\Program Files\\Tarnvale\\TV64.DLL");
+  ASSERT_TRUE(log.RemoveSource());
+  EXPECT_EQ(log.RegisteredMessageFile(), L"");
+}
+
+#ifdef _WIN32
+TEST(Win32EventLog, RegistersReportsAndRemovesAThrowAwaySource) {
+  const std::wstring source = L"TarnvaleSeamTest" + std::to_wstring(::GetCurrentProcessId());
+  auto log = CreateSystemEventLog(source);
+  ASSERT_TRUE(log->RegisterSource(L"C:\\Tarnvale\\TV64.DLL")) << GetLastErrorCode();
+
+  const std::wstring key = L"SYSTEM\\CurrentControlSet\\Services\\EventLog\\Application\\" + source;
+  wchar_t file[MAX_PATH] = {};
+  ::DWORD size = sizeof(file);
+  EXPECT_EQ(::RegGetValueW(HKEY_LOCAL_MACHINE, key.c_str(), L"EventMessageFile", RRF_RT_REG_EXPAND_SZ | RRF_NOEXPAND,
+                           nullptr, file, &size),
+            ERROR_SUCCESS);
+  EXPECT_STREQ(file, L"C:\\Tarnvale\\TV64.DLL");
+  ::DWORD types = 0;
+  size = sizeof(types);
+  EXPECT_EQ(::RegGetValueW(HKEY_LOCAL_MACHINE, key.c_str(), L"TypesSupported", RRF_RT_REG_DWORD, nullptr, &types, &size),
+            ERROR_SUCCESS);
+  EXPECT_EQ(types, 7u);
+
+  EXPECT_TRUE(log->Report(EventType::kInformation, 0x60000001, {})) << GetLastErrorCode();
+  EXPECT_TRUE(log->Report(EventType::kError, 0xe000000b, {L"CORP\\ann", L"1314"})) << GetLastErrorCode();
+
+  ASSERT_TRUE(log->RemoveSource());
+  HKEY probe = nullptr;
+  EXPECT_EQ(::RegOpenKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, KEY_READ, &probe), ERROR_FILE_NOT_FOUND);
+  EXPECT_TRUE(log->RemoveSource());  // already gone is fine
+}
+#endif
+
+}  // namespace
+}  // namespace tv

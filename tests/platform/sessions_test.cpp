@@ -1,0 +1,263 @@
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "platform/portable/sessions.h"
+
+#ifdef _WIN32
+#include "platform/win32/windows_include.h"
+#endif
+
+namespace tv {
+namespace {
+
+using Change = SessionChange;
+
+TEST(SimulatedSessions, TableChangesQueueTheNotificationsTheServiceSees) {
+  SimulatedSessions s;
+  s.SetConsoleSession(1);
+  s.AddSession(1, L"", L"");  // the console's logon screen: no log-on yet
+  s.AddSession(3, L"CORP", L"ann");
+  s.LogOn(1, L"PC", L"bob");
+  s.Lock(3);
+  s.Unlock(3);
+  s.Disconnect(3);
+  s.Reconnect(3);
+  s.Disconnect(1);
+  s.EndSession(3);
+  s.EndSession(99);  // unknown: nothing happens
+
+  auto n = s.TakeNotifications();
+  ASSERT_EQ(n.size(), 8u);
+  const std::pair<Change, SessionId> expected[] = {
+      {Change::kLogon, 3},           {Change::kLogon, 1},           {Change::kLock, 3},
+      {Change::kUnlock, 3},          {Change::kRemoteDisconnect, 3}, {Change::kRemoteConnect, 3},
+      {Change::kConsoleDisconnect, 1}, {Change::kLogoff, 3}};
+  for (size_t i = 0; i < n.size(); ++i) {
+    EXPECT_EQ(n[i].change, expected[i].first) << i;
+    EXPECT_EQ(n[i].id, expected[i].second) << i;
+  }
+  EXPECT_TRUE(s.TakeNotifications().empty());
+
+  std::vector<SessionEntry> list;
+  ASSERT_TRUE(s.EnumerateSessions(list));
+  ASSERT_EQ(list.size(), 1u);
+  EXPECT_EQ(list[0].id, 1u);
+  EXPECT_EQ(list[0].state, SessionState::kDisconnected);
+  EXPECT_EQ(list[0].winStation, L"Console");
+  EXPECT_EQ(s.GetActiveConsoleSessionId(), 1u);
+}
+
+TEST(SimulatedSessions, QueriesAnswerLikeTheTerminalServices) {
+  SimulatedSessions s;
+  s.SetTimeSource([] { return std::int64_t{777}; });
+  s.AddSession(2, L"CORP", L"ann", SessionState::kActive);
+  s.AddSession(4, L"", L"", SessionState::kConnected);
+
+  SessionInfo info;
+  ASSERT_TRUE(s.QuerySessionInfo(2, info));
+  EXPECT_EQ(info.domain, L"CORP");
+  EXPECT_EQ(info.user, L"ann");
+  EXPECT_EQ(info.logonTime, 777);
+  EXPECT_EQ(info.winStation, L"RDP-Tcp#2");
+
+  // Nobody logged on: the name is empty (not an error), but there is no token to start with.
+  std::wstring user = L"untouched";
+  ASSERT_TRUE(s.QueryUserName(4, user));
+  EXPECT_EQ(user, L"");
+  UserToken token;
+  EXPECT_FALSE(s.QueryUserToken(4, token));
+  EXPECT_EQ(GetLastErrorCode(), err::kNoToken);
+  EXPECT_FALSE(s.StartInSession(4, L"agent /monitor:4"));
+  EXPECT_EQ(GetLastErrorCode(), err::kNoToken);
+  EXPECT_TRUE(s.ProcessStarts().empty());
+
+  // An unknown session fails and leaves the out-parameters alone.
+  SessionState state = SessionState::kIdle;
+  EXPECT_FALSE(s.QueryConnectState(9, state));
+  EXPECT_EQ(GetLastErrorCode(), err::kFileNotFound);
+  EXPECT_EQ(state, SessionState::kIdle);
+
+  DWORD response = 0;
+  ASSERT_TRUE(s.SendSessionMessage(2, L"Tarnvale", L"text", 0x250030, 120, false, response));
+  EXPECT_EQ(response, kMessageAsync);
+  s.SetMessageResponse(1);
+  ASSERT_TRUE(s.SendSessionMessage(2, L"Tarnvale", L"text2", 0, 0, true, response));
+  EXPECT_EQ(response, 1u);
+  auto shown = s.MessagesShown();
+  ASSERT_EQ(shown.size(), 2u);
+  EXPECT_EQ(shown[0].style, 0x250030u);
+  EXPECT_EQ(shown[0].timeoutSeconds, 120u);
+  EXPECT_FALSE(shown[0].wait);
+}
+
+TEST(SimulatedSessions, StartRetriesUntilAnAttemptSucceedsAndGivesUpAfterEleven) {
+  SimulatedSessions s;
+  s.AddSession(5, L"", L"ann");
+  s.AddSession(6, L"", L"bob");
+  const ErrorCode kBusy = 1455;
+
+  s.FailOp(SimulatedSessions::Op::kStartAttempt, kBusy, 3, 0, 5);
+  EXPECT_TRUE(s.StartInSession(5, L"a"));
+  s.FailOp(SimulatedSessions::Op::kStartAttempt, kBusy, kFailAlways, 0, 6);
+  EXPECT_FALSE(s.StartInSession(6, L"b"));
+  EXPECT_EQ(GetLastErrorCode(), kBusy);
+  // A fault on session 6 must not leak into session 5.
+  EXPECT_TRUE(s.StartInSession(5, L"c"));
+
+  auto starts = s.ProcessStarts();
+  ASSERT_EQ(starts.size(), 3u);
+  EXPECT_TRUE(starts[0].started);
+  EXPECT_EQ(starts[0].attempts, 4);
+  EXPECT_FALSE(starts[1].started);
+  EXPECT_EQ(starts[1].attempts, kStartAttempts);
+  EXPECT_EQ(starts[2].attempts, 1);
+  EXPECT_EQ(starts[2].commandLine, L"c");
+  EXPECT_EQ(s.OpenTokens(), 0);  // every token handed out was closed again
+}
+
+TEST(SimulatedSessions, LogoffFaultsHitOnlyTheChosenSessionAndCall) {
+  SimulatedSessions s;
+  s.AddSession(5, L"CORP", L"ann");
+  s.AddSession(6, L"", L"bob");
+  s.TakeNotifications();
+  const ErrorCode kE = err::kAccessDenied;
+
+  s.FailOp(SimulatedSessions::Op::kLogoff, kE, 1, 0, 5);
+  EXPECT_TRUE(s.LogoffSession(6));
+  EXPECT_FALSE(s.LogoffSession(5));
+  EXPECT_EQ(GetLastErrorCode(), kE);
+  EXPECT_TRUE(s.HasSession(5));
+  EXPECT_TRUE(s.LogoffSession(5));  // "once": the second try goes through
+  EXPECT_FALSE(s.LogoffSession(5));  // gone now
+  EXPECT_EQ(GetLastErrorCode(), err::kFileNotFound);
+
+  auto off = s.LoggedOffSessions();
+  ASSERT_EQ(off.size(), 2u);
+  EXPECT_EQ(off[0].user, L"bob");
+  EXPECT_EQ(off[1].domain, L"CORP");
+  auto n = s.TakeNotifications();
+  ASSERT_EQ(n.size(), 2u);
+  EXPECT_EQ(n[1].change, Change::kLogoff);
+
+  // Skipping calls: the third enumeration fails, the others pass.
+  std::vector<SessionEntry> list;
+  s.FailOp(SimulatedSessions::Op::kEnumerate, err::kGenFailure, 1, 2);
+  EXPECT_TRUE(s.EnumerateSessions(list));
+  EXPECT_TRUE(s.EnumerateSessions(list));
+  EXPECT_FALSE(s.EnumerateSessions(list));
+  EXPECT_TRUE(s.EnumerateSessions(list));
+
+  // A log-off that the system carries out later leaves the session listed.
+  s.AddSession(7, L"", L"cy");
+  s.SetLogoffRemovesSession(false);
+  EXPECT_TRUE(s.LogoffSession(7));
+  EXPECT_TRUE(s.HasSession(7));
+}
+
+TEST(SimulatedSessions, WithoutTerminalServicesEverythingIsNotAvailable) {
+  SimulatedSessions s;
+  s.AddSession(1, L"", L"ann");
+  s.SetAvailable(false);
+  std::vector<SessionEntry> list;
+  std::wstring name;
+  EXPECT_FALSE(s.IsAvailable());
+  EXPECT_FALSE(s.EnumerateSessions(list));
+  EXPECT_EQ(GetLastErrorCode(), err::kProcNotFound);
+  EXPECT_FALSE(s.QueryUserName(1, name));
+  EXPECT_EQ(GetLastErrorCode(), err::kProcNotFound);
+  EXPECT_FALSE(s.StartInSession(1, L"x"));
+  EXPECT_EQ(GetLastErrorCode(), err::kProcNotFound);
+  int window = 0;
+  EXPECT_FALSE(s.RegisterSessionNotification(&window));
+}
+
+TEST(SimulatedSessions, ConcurrentLogoffsFromSessionThreadsAreAllRecorded) {
+  SimulatedSessions s;
+  for (SessionId id = 1; id <= 200; ++id) s.AddSession(id, L"", L"u" + std::to_wstring(id));
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t)
+    threads.emplace_back([&s, t] {
+      for (SessionId id = 1 + t; id <= 200; id += 4) {
+        EXPECT_TRUE(s.StartInSession(id, L"agent"));
+        EXPECT_TRUE(s.LogoffSession(id));
+      }
+    });
+  for (auto& th : threads) th.join();
+  EXPECT_EQ(s.LoggedOffSessions().size(), 200u);
+  EXPECT_EQ(s.SessionCount(), 0u);
+  EXPECT_EQ(s.OpenTokens(), 0);
+}
+
+#ifdef _WIN32
+TEST(Win32Sessions, MissingEntryPointsAnswerNotAvailable) {
+  int pauses = 0;
+  // kernel32 loads but has none of the terminal-services entry points.
+  auto s = CreateWin32Sessions({L"kernel32.dll", [&](DWORD) { ++pauses; }});
+  EXPECT_TRUE(s->IsAvailable());
+  std::vector<SessionEntry> list;
+  EXPECT_FALSE(s->EnumerateSessions(list));
+  EXPECT_EQ(GetLastErrorCode(), err::kProcNotFound);
+  EXPECT_FALSE(s->LogoffSession(1));
+  EXPECT_EQ(GetLastErrorCode(), err::kProcNotFound);
+  EXPECT_FALSE(s->StartInSession(1, L"cmd.exe /c exit 0"));
+  EXPECT_EQ(GetLastErrorCode(), err::kProcNotFound);
+  EXPECT_EQ(pauses, 0);  // no token: no attempts, no waiting
+
+  auto none = CreateWin32Sessions({L"tv-no-such-library.dll", nullptr});
+  EXPECT_FALSE(none->IsAvailable());
+  std::wstring name;
+  EXPECT_FALSE(none->QueryUserName(1, name));
+  EXPECT_EQ(GetLastErrorCode(), err::kProcNotFound);
+}
+
+TEST(Win32Sessions, OwnSessionIsQueryableAndFailuresCarryAnErrorCode) {
+  auto s = CreateWin32Sessions();
+  ASSERT_TRUE(s->IsAvailable());
+  ::DWORD mine = 0;
+  ASSERT_TRUE(::ProcessIdToSessionId(::GetCurrentProcessId(), &mine));
+
+  std::vector<SessionEntry> list;
+  EXPECT_TRUE(s->EnumerateSessions(list));  // may be empty on a system that keeps no list
+
+  std::wstring user;
+  ASSERT_TRUE(s->QueryUserName(mine, user));
+  wchar_t expected[256];
+  ::DWORD size = 256;
+  ASSERT_TRUE(::GetUserNameW(expected, &size));
+  EXPECT_EQ(_wcsicmp(user.c_str(), expected), 0);
+
+  // Whatever a query cannot answer, it must not report "failed with success".
+  SessionState state;
+  if (!s->QueryConnectState(mine, state)) {
+    EXPECT_NE(GetLastErrorCode(), 0u);
+  }
+  SessionInfo info;
+  if (!s->QuerySessionInfo(mine, info)) {
+    EXPECT_NE(GetLastErrorCode(), 0u);
+  }
+  EXPECT_FALSE(s->LogoffSession(0xFFFF0));  // no such session
+  EXPECT_NE(GetLastErrorCode(), 0u);
+}
+
+TEST(Win32Sessions, StartInSessionRetriesElevenTimesThenReportsTheError) {
+  std::vector<DWORD> pauses;
+  auto s = CreateWin32Sessions({L"wtsapi32.dll", [&](DWORD ms) { pauses.push_back(ms); }});
+  ::DWORD mine = 0;
+  ASSERT_TRUE(::ProcessIdToSessionId(::GetCurrentProcessId(), &mine));
+  UserToken token;
+  if (!s->QueryUserToken(mine, token)) GTEST_SKIP() << "only a service may have a session's user token here";
+  token.reset();
+
+  EXPECT_TRUE(s->StartInSession(mine, L"cmd.exe /c exit 0"));
+  EXPECT_TRUE(pauses.empty());
+
+  EXPECT_FALSE(s->StartInSession(mine, L"C:\\tv-no-such-dir\\no-such-program.exe"));
+  EXPECT_NE(GetLastErrorCode(), 0u);
+  EXPECT_EQ(pauses.size(), static_cast<size_t>(kStartAttempts - 1));
+  for (DWORD ms : pauses) EXPECT_EQ(ms, kStartRetryDelayMs);
+}
+#endif
+
+}  // namespace
+}  // namespace tv
