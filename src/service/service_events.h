@@ -3,33 +3,21 @@
 // arrives through ServiceEventCallback.
 #pragma once
 
+#include "platform/service_manager.h"
 #include "platform/types.h"
 
 namespace tv {
 
-// Service states and controls, with the service manager's values.
+// The controls and session-change events the service's behaviour tells apart, beside the
+// service manager's own states and controls (platform/service_manager.h).
 namespace svc {
-inline constexpr DWORD kStopped = 1;
-inline constexpr DWORD kStartPending = 2;
-inline constexpr DWORD kStopPending = 3;
-inline constexpr DWORD kRunning = 4;
-inline constexpr DWORD kContinuePending = 5;
-inline constexpr DWORD kPausePending = 6;
-inline constexpr DWORD kPaused = 7;
-
 inline constexpr DWORD kControlInitialise = 0;  // the product's own: before the loop starts
-inline constexpr DWORD kControlStop = 1;
-inline constexpr DWORD kControlPause = 2;
-inline constexpr DWORD kControlContinue = 3;
-inline constexpr DWORD kControlRun = 3;  // the first code the loop hands the callback
-inline constexpr DWORD kControlInterrogate = 4;
-inline constexpr DWORD kControlShutdown = 5;
+inline constexpr DWORD kControlRun = 3;         // the first code the loop hands the callback
 inline constexpr DWORD kControlParamChange = 6;
 inline constexpr DWORD kControlSessionChange = 14;
 inline constexpr DWORD kControlSettingsChanged = 128;
 inline constexpr DWORD kControlQuitWork = 129;
 
-inline constexpr DWORD kAcceptStop = 0x1;
 inline constexpr DWORD kAcceptSessionChange = 0x80;
 
 // Session-change event types (WTS_*).
