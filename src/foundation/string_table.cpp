@@ -28,6 +28,37 @@ constexpr Entry kStrings[] = {
     // ---- Weekly schedule
     {21410, L"The schedule cannot be read from character %d on: \"%ls\""},
     {21411, L"The schedule cannot be checked: the current time is not a valid time."},
+    // ---- Settings record: power action, GPO, value checks, built-in warning texts
+    {2, L"This computer is not configured to '%s'. Are you sure you want to use this option anyway?"},
+    {20, L"Could not load this GPO."},
+    {23, L"The value %d is invalid; must be between %d and %d (inclusive)."},
+    {100, L"Press OK to keep your session active. Otherwise, you will be logged off in less than %d minute(s) and any "
+          L"unsaved work will be discarded!\r\n\r\nPress OK to stop the automatic log off."},
+    {101, L"Unlock the screen to keep your session active. Otherwise, you will be logged off in less than %d minute(s) "
+          L"and any unsaved work will be discarded!\r\n\r\nNote: Pressing OK is NOT ENOUGH, you must UNLOCK the screen "
+          L"to keep your session active.\r\nLog on now to stop the automatic log off."},
+    // ---- Service installation and control
+    {7, L"Cannot register Tarnvale service."},
+    {8, L"Cannot unregister Tarnvale service."},
+    {9, L"The Tarnvale service has already started."},
+    {10, L"The Tarnvale service has already stopped."},
+    {11, L"The Tarnvale service will be stopped after the computer is restarted."},
+    {12, L"The Tarnvale service has started."},
+    {13, L"The Tarnvale service has stopped."},
+    {14, L"Cannot start Tarnvale service. Log in as an admininstrator and try again. If the problem persists, "
+         L"reinstall this application."},
+    {15, L"Cannot stop Tarnvale service. Log in as an admininstrator and try again. If the problem persists, "
+         L"reinstall this application."},
+    {16, L"The Tarnvale service is not properly installed on this computer. Reinstalling this software may solve "
+         L"this problem."},
+    {17, L"Cannot communicate with the Tarnvale service. Check that the service is running and try again. If the "
+         L"problem persists, reinstall this application."},
+    // ---- Settings file
+    {21920, L"The settings file cannot be imported: a KEY element has no Name."},
+    {21921, L"The settings file cannot be imported: \"%ls\" is not a valid name for a registry key or value."},
+    {21922, L"The settings file cannot be imported: the value of \"%ls\" is too long."},
+    {21923, L"The settings file cannot be imported: the value of \"%ls\" is not a sequence of hexadecimal digits."},
+    {21924, L"The settings file cannot be imported: it holds no KEY element."},
     // ---- (further groups are added above this line, each under its own heading)
 };
 

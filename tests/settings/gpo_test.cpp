@@ -1,0 +1,374 @@
+#include "settings/gp_obj.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <cwchar>
+#include <filesystem>
+#include <string>
+
+#include "settings/my_opts.h"
+#include "settings/record_fixture.h"
+
+namespace tv {
+namespace {
+
+constexpr const wchar_t* kPath = L"LDAP://cn={31B2F340-016D-11D2-945F-00C04FB984F9},cn=policies,cn=system,DC=corp";
+constexpr const wchar_t* kName = L"{31B2F340-016D-11D2-945F-00C04FB984F9}";
+constexpr HResult kNoSuchObject = static_cast<HResult>(0x80072030u);
+
+bool SameGuid(const gpo::Guid& a, const gpo::Guid& b) { return std::memcmp(&a, &b, sizeof a) == 0; }
+
+class GpoTest : public test::RecordTest {
+ protected:
+  GpoTest() { directory_.AddGpo(kPath, kName, L"Default Domain Policy"); }
+  // The product's key in the GPO's saved computer section, as group policy would apply it.
+  std::wstring Saved(const wchar_t* sub = nullptr) {
+    std::wstring path = SimulatedGpoDirectory::SectionPath(kName, gpo::kSectionMachine) + L"\\" + kPolicySubKey;
+    if (sub) path += std::wstring(L"\\") + sub;
+    return path;
+  }
+  std::vector<std::wstring> ValueNames(const std::wstring& path) {
+    RegKey key(path.c_str(), false, store_);
+    std::vector<std::wstring> names;
+    std::wstring n;
+    for (DWORD i = 0; key.GetValueByIndex(i, &n); ++i) names.push_back(n);
+    return names;
+  }
+};
+
+TEST_F(GpoTest, OpenRefusesWhatIsNotAReachableDirectoryGpoAndReleasesIt) {
+  GPObj none(UnavailableGpoFactory());
+  EXPECT_FALSE(none.Open(kPath, kScopeComputer, false));
+  EXPECT_EQ(none.GetResult(), gpo::kClassNotRegistered);
+  EXPECT_FALSE(none.IsOpen());
+
+  GPObj g(directory_);
+  EXPECT_FALSE(g.Open(L"LDAP://cn={nowhere}", kScopeComputer, false));
+  EXPECT_EQ(g.GetResult(), kNoSuchObject);
+  EXPECT_EQ(directory_.LiveObjects(), 0);
+
+  directory_.AddGpo(L"LDAP://local", L"{LOCAL}", L"Local", gpo::Type::kLocal);
+  EXPECT_FALSE(g.Open(L"ldap://LOCAL", kScopeComputer, false)) << "a computer's own policy is not edited";
+  EXPECT_FALSE(gpo::Succeeded(g.GetResult()));
+  EXPECT_EQ(directory_.LiveObjects(), 0);
+
+  const HResult kDenied = static_cast<HResult>(0x80070005u);
+  for (auto op : {SimulatedGpoDirectory::Op::kCreate, SimulatedGpoDirectory::Op::kOpen,
+                  SimulatedGpoDirectory::Op::kGetType, SimulatedGpoDirectory::Op::kGetRegistryKey}) {
+    directory_.FailOp(op, kDenied);
+    EXPECT_FALSE(g.Open(kPath, kScopeComputer, true)) << static_cast<int>(op);
+    EXPECT_EQ(g.GetResult(), kDenied) << static_cast<int>(op);
+    EXPECT_FALSE(g.IsOpen());
+    EXPECT_EQ(directory_.LiveObjects(), 0);
+  }
+
+  // Reading a GPO that has never held the product's key is fine: the policy is not configured.
+  ASSERT_TRUE(g.Open(kPath, kScopeComputer, false));
+  EXPECT_EQ(g.GetResult(), gpo::kOk);
+  EXPECT_TRUE(g.IsNotConfigured());
+  EXPECT_EQ(g.GetInt(L"Enable"), kNotSet);
+  EXPECT_FALSE(g.SetInt(1, L"Enable", true));
+  wchar_t name[8];
+  ASSERT_TRUE(g.GetName(name, std::size(name)));
+  EXPECT_STREQ(name, L"{31B2F3") << "cut to the buffer";
+  ASSERT_TRUE(g.Open(kPath, kScopeComputer, true));
+  EXPECT_TRUE(g.IsRegKeyReady());
+}
+
+TEST_F(GpoTest, SwitchedOffValuesLiveUnderTheirMarkerNameAndReadBack) {
+  GPObj g(directory_);
+  ASSERT_TRUE(g.Open(kPath, kScopeComputer, true));
+  wchar_t marker[32];
+  GPObj::MakeDelName(L"Timeout", marker, std::size(marker));
+  EXPECT_STREQ(marker, L"**del.Timeout");
+  GPObj::MakeDelName(L"Timeout", marker, 8);
+  EXPECT_STREQ(marker, L"**del.T");
+
+  ASSERT_TRUE(g.SetInt(5, L"Timeout", false));
+  EXPECT_FALSE(g.Key().FindValue(L"Timeout"));
+  EXPECT_EQ(g.Key().GetInt(L"**del.Timeout", 0), 5u);
+  EXPECT_EQ(g.GetInt(L"Timeout"), 5u) << "read from its marker name";
+  ASSERT_TRUE(g.SetInt(6, L"Timeout", true));
+  EXPECT_FALSE(g.Key().FindValue(L"**del.Timeout"));
+  EXPECT_EQ(g.GetInt(L"Timeout"), 6u);
+  EXPECT_EQ(g.Key().GetValueType(L"Timeout"), reg::kDword);
+
+  // A number someone typed in as text stays text, in either form.
+  ASSERT_TRUE(g.Key().PutStr(L"**del.PercentCPU", L"40"));
+  ASSERT_TRUE(g.SetInt(static_cast<DWORD>(-3), L"PercentCPU", false));
+  EXPECT_EQ(g.Key().GetValueType(L"**del.PercentCPU"), reg::kSz);
+  EXPECT_EQ(g.GetInt(L"PercentCPU"), static_cast<DWORD>(-3));
+  ASSERT_TRUE(g.SetInt(50, L"PercentCPU", true));
+  EXPECT_EQ(g.Key().GetValueType(L"PercentCPU"), reg::kDword) << "the live name held nothing yet";
+
+  ASSERT_TRUE(g.SetStr(L"text", L"MessageText", false));
+  wchar_t text[16];
+  ASSERT_TRUE(g.GetStr(text, std::size(text), L"MessageText"));
+  EXPECT_STREQ(text, L"text");
+  EXPECT_EQ(g.GetStrSizeChars(L"MessageText"), 5u);
+  EXPECT_FALSE(g.GetStr(text, std::size(text), L"Nothing"));
+  EXPECT_STREQ(text, L"");
+
+  ASSERT_TRUE(g.SetAllNotConfigured(kScopeComputer));
+  EXPECT_EQ(g.GetInt(L"Timeout"), kNotSet);
+  EXPECT_EQ(g.GetStrSizeChars(L"MessageText"), 0u);
+}
+
+TEST_F(GpoTest, ListsKeepTheirEntriesJoinedWhileSwitchedOff) {
+  GPObj g(directory_);
+  ASSERT_TRUE(g.Open(kPath, kScopeComputer, true));
+  StrList list;
+  EXPECT_FALSE(g.GetStrList(list, L"ApplyTo")) << "no subkey";
+
+  ASSERT_TRUE(g.SetStrList({L"alpha", L"beta"}, L"ApplyTo", false));
+  RegKey sub(g.Key(), L"ApplyTo", false);
+  std::wstring joined;
+  ASSERT_TRUE(sub.GetStr(L"**delvals.", &joined));
+  EXPECT_EQ(joined, L"alpha|beta");
+  EXPECT_FALSE(sub.FindValue(L"1"));
+  ASSERT_TRUE(g.GetStrList(list, L"ApplyTo"));
+  EXPECT_EQ(list, (StrList{L"alpha", L"beta"}));
+
+  ASSERT_TRUE(g.SetStrList({L"alpha", L"beta", L"gamma"}, L"ApplyTo", true));
+  ASSERT_TRUE(sub.GetStr(L"**delvals.", &joined));
+  EXPECT_EQ(joined, L"") << "tells group policy to drop other values";
+  ASSERT_TRUE(g.GetStrList(list, L"ApplyTo"));
+  EXPECT_EQ(list, (StrList{L"alpha", L"beta", L"gamma"}));
+  ASSERT_TRUE(g.SetStrList({L"one"}, L"ApplyTo", true));
+  ASSERT_TRUE(g.GetStrList(list, L"ApplyTo"));
+  EXPECT_EQ(list, (StrList{L"one"}));
+
+  // The joined form cannot carry a "|" inside an entry; empty parts are dropped.
+  ASSERT_TRUE(g.SetStrList({L"a|b", L"", L"c"}, L"Exclude", false));
+  ASSERT_TRUE(g.GetStrList(list, L"Exclude"));
+  EXPECT_EQ(list, (StrList{L"a", L"b", L"c"}));
+  ASSERT_TRUE(g.SetStrList({}, L"Exclude", false));
+  ASSERT_TRUE(g.GetStrList(list, L"Exclude"));
+  EXPECT_TRUE(list.empty());
+}
+
+TEST_F(GpoTest, OnlyASavedSectionReachesTheGpo) {
+  {
+    GPObj g(directory_);
+    ASSERT_TRUE(g.Open(kPath, kScopeComputer, true));
+    ASSERT_TRUE(g.SetInt(1, L"Enable", true));
+  }  // closed without saving
+  EXPECT_FALSE(HasKey(Saved().c_str()));
+  EXPECT_TRUE(directory_.Saves().empty());
+
+  GPObj g(directory_);
+  ASSERT_TRUE(g.Open(kPath, kScopeUser, true));
+  ASSERT_TRUE(g.SetInt(1, L"Enable", true));
+  ASSERT_TRUE(g.Save(kScopeUser));
+  ASSERT_EQ(directory_.Saves().size(), 1u);
+  const auto save = directory_.Saves()[0];
+  EXPECT_FALSE(save.machine);
+  EXPECT_TRUE(save.add);
+  EXPECT_TRUE(SameGuid(save.extension, gpo::kRegistryExtension));
+  EXPECT_TRUE(SameGuid(save.tool, gpo::kAdminTemplatesTool));
+  EXPECT_FALSE(HasKey(Saved().c_str())) << "the user section, not the computer's";
+
+  directory_.FailOp(SimulatedGpoDirectory::Op::kSave, gpo::kFail);
+  EXPECT_FALSE(g.Save(kScopeUser));
+  EXPECT_EQ(g.GetResult(), gpo::kFail);
+}
+
+// ---- the settings record bound to a GPO
+
+class BoundRecordTest : public GpoTest {
+ protected:
+  // A record of this test's world, bound to the test GPO.
+  struct Bound : MyOpts {
+    explicit Bound(BoundRecordTest& t) : MyOpts(t.Services()) { std::wcscpy(gpoPath, kPath); }
+  };
+  void Fill(MyOpts& o, DWORD state) {
+    o.Reset();
+    o.policyState = state;
+    o.Enable = state == kPolicyEnabled ? 1 : 0;
+    o.SetAll(3);
+    o.Timeout = 33;
+    o.MessageTimeout = 0;
+    o.LogoffStaleCount = 2;
+    o.PercentCPU = 90;
+    o.ShutdownAction = kActionShutdown;
+    o.SetSchedule(L"Wed 9:00-12:00, ");
+    std::wcscpy(o.MessageText, L"Going in %d");
+    o.ApplyTo = {L"Staff", L"DOM\\bob"};
+    o.Exclude = {};
+  }
+};
+
+TEST_F(BoundRecordTest, AnEnabledPolicyRoundTripsThroughTheGpoAndItsCache) {
+  Dword(test::kAppKey, L"Timeout", 77);  // the local settings are not what a bound record edits
+  Bound o(*this);
+  Fill(o, kPolicyEnabled);
+  ASSERT_TRUE(o.Store());
+  EXPECT_EQ(o.gpoResult, 0);
+  ASSERT_EQ(directory_.Saves().size(), 1u);
+  EXPECT_TRUE(directory_.Saves()[0].machine);
+  RegKey saved(Saved().c_str(), false, store_);
+  EXPECT_EQ(saved.GetInt(L"Timeout", 0), 33u);
+  EXPECT_FALSE(saved.FindValue(L"**del.Timeout"));
+  EXPECT_FALSE(saved.FindValue(L"Options")) << "the flag word is the local computer's";
+  EXPECT_EQ(RegKey(test::kAppKey, false, store_).GetInt(L"Timeout", 0), 77u);
+  EXPECT_FALSE(HasKey(test::kTempKey));
+
+  GPObj g(directory_);
+  ASSERT_TRUE(g.Open(kPath, kScopeComputer, false));
+  const std::wstring cache = MyOpts::GetGPOStoragePath(g, kFalse, test::ScratchFolderSource);
+  g.Close();
+  EXPECT_TRUE(std::filesystem::exists(std::filesystem::path(cache))) << "the whole record is cached";
+
+  Bound back(*this);
+  back.policyInForce = 1;
+  ASSERT_TRUE(back.Load());
+  EXPECT_EQ(back.gpoResult, 0);
+  EXPECT_STREQ(back.gpoDisplayName, L"Default Domain Policy");
+  EXPECT_EQ(back.policyInForce, 0);
+  EXPECT_EQ(back.policyState, kPolicyEnabled);
+  back.SetAll(o.GetAll());  // the flag word comes from the local key, not the GPO
+  EXPECT_EQ(back.IsDifferent(o), 0);
+}
+
+TEST_F(BoundRecordTest, GpoValuesOutOfRangeAreCorrected) {
+  const std::wstring key = Saved();
+  Dword(key.c_str(), L"Enable", 1);
+  Dword(key.c_str(), L"Timeout", 0);
+  Dword(key.c_str(), L"LogoffStaleCount", 10000);
+  Dword(key.c_str(), L"MessageTimeout", 10000);
+  Dword(key.c_str(), L"ShutdownTimeout", 0);
+  Dword(key.c_str(), L"ShutdownAction", 4);
+  Dword(key.c_str(), L"PercentCPU", 500);  // never checked
+  Bound o(*this);
+  ASSERT_TRUE(o.Load());
+  EXPECT_EQ(o.Timeout, 10u);
+  EXPECT_EQ(o.LogoffStaleCount, 5u);
+  EXPECT_EQ(o.MessageTimeout, 5u);
+  EXPECT_EQ(o.ShutdownTimeout, 10u);
+  EXPECT_EQ(o.ShutdownAction, kActionSleep);
+  EXPECT_EQ(o.PercentCPU, 500u);
+
+  Dword(key.c_str(), L"Timeout", 9999);
+  Dword(key.c_str(), L"MessageTimeout", 0);
+  Dword(key.c_str(), L"LogoffStaleCount", 1);
+  ASSERT_TRUE(o.Load());
+  EXPECT_EQ(o.Timeout, 9999u);
+  EXPECT_EQ(o.MessageTimeout, 0u);
+  EXPECT_EQ(o.LogoffStaleCount, 1u);
+}
+
+TEST_F(BoundRecordTest, NotConfiguredAndDisabledPoliciesComeBackFromTheCache) {
+  Bound o(*this);
+  Fill(o, kPolicyNotConfigured);
+  o.Enable = 1;  // prepared, but the policy is not switched on
+  ASSERT_TRUE(o.Store());
+  for (const std::wstring& name : ValueNames(Saved())) {
+    EXPECT_EQ(name.rfind(L"**del.", 0), 0u) << "only switched-off values in a GPO that is not configured: " << name;
+  }
+  EXPECT_EQ(ValueNames(Saved(L"ApplyTo")), (std::vector<std::wstring>{L"**delvals."}));
+
+  Bound back(*this);
+  ASSERT_TRUE(back.Load());
+  EXPECT_EQ(back.policyState, kPolicyNotConfigured);
+  EXPECT_EQ(back.Timeout, 33u);
+  EXPECT_EQ(back.ApplyTo, o.ApplyTo);
+  EXPECT_STREQ(back.GetSchedule(), L"Wed 9:00-12:00, ");
+
+  Fill(o, kPolicyDisabled);
+  o.Timeout = 44;
+  ASSERT_TRUE(o.Store());
+  EXPECT_EQ(RegKey(Saved().c_str(), false, store_).GetInt(L"Enable", 1), 0u) << "a disabled policy is set to 0";
+  ASSERT_TRUE(back.Load());
+  EXPECT_EQ(back.policyState, kPolicyDisabled);
+  EXPECT_EQ(back.Enable, 0);
+  EXPECT_EQ(back.Timeout, 44u);
+
+  // Without its cache a GPO that is not configured shows the defaults, switched off.
+  std::filesystem::remove_all(scratch_);
+  RegKey(Saved().c_str(), true, store_).DelAll();
+  ASSERT_TRUE(back.Load());
+  EXPECT_EQ(back.policyState, kPolicyNotConfigured);
+  EXPECT_EQ(back.Enable, 0);
+  EXPECT_EQ(back.Timeout, 10u);
+  EXPECT_EQ(back.ApplyTo.size(), 3u);
+}
+
+TEST_F(BoundRecordTest, AGpoThatCannotBeOpenedOrSavedChangesNothing) {
+  // No group-policy object on this system at all.
+  MyOpts unavailable(test::RecordTest::Services());
+  unavailable.Reset();
+  std::wcscpy(unavailable.gpoPath, kPath);
+  MyOptsServices none = Services();
+  none.gpoFactory = &UnavailableGpoFactory();
+  MyOpts noGpo(none);
+  std::wcscpy(noGpo.gpoPath, kPath);
+  EXPECT_FALSE(noGpo.Load());
+  EXPECT_EQ(noGpo.gpoResult, gpo::kClassNotRegistered);
+  EXPECT_EQ(noGpo.IsDifferent(unavailable), 0);
+
+  Bound o(*this);
+  Fill(o, kPolicyEnabled);
+  std::wcscpy(o.gpoDisplayName, L"old name");
+  std::wcscpy(o.gpoPath, L"LDAP://cn={gone}");
+  EXPECT_FALSE(o.Load());
+  EXPECT_EQ(o.gpoResult, kNoSuchObject);
+  EXPECT_STREQ(o.gpoDisplayName, L"");
+  EXPECT_EQ(o.Timeout, 10u) << "the defaults of the load's reset stay";
+  EXPECT_STREQ(o.gpoPath, L"LDAP://cn={gone}");
+
+  Fill(o, kPolicyEnabled);
+  EXPECT_FALSE(o.Store());
+  EXPECT_EQ(o.gpoResult, kNoSuchObject);
+
+  std::wcscpy(o.gpoPath, kPath);
+  directory_.FailOp(SimulatedGpoDirectory::Op::kSave, gpo::kFail);
+  EXPECT_FALSE(o.Store());
+  EXPECT_FALSE(HasKey(Saved().c_str()));
+  EXPECT_TRUE(directory_.Saves().empty());
+}
+
+TEST_F(BoundRecordTest, TheCacheFileLivesInTheDataFolder) {
+  GPObj g(directory_);
+  ASSERT_TRUE(g.Open(kPath, kScopeComputer, false));
+  const std::wstring path = MyOpts::GetGPOStoragePath(g, kTrue, test::ScratchFolderSource);
+  std::wstring expected = scratch_.wstring() + L"\\Tarnvale\\GPOcache\\" + kName;
+#ifndef _WIN32
+  for (wchar_t& c : expected) c = c == L'\\' ? L'/' : c;
+#endif
+  EXPECT_EQ(path, expected);
+  EXPECT_TRUE(std::filesystem::is_directory(std::filesystem::path(path).parent_path()));
+  EXPECT_STREQ(MyOpts::GetGPOStoragePath(g, kFalse, [](wchar_t* b, std::size_t) {
+                 b[0] = L'\0';
+                 return kFalse;
+               }),
+               L"")
+      << "no data folder, no cache";
+  GPObj closed(directory_);
+  EXPECT_STREQ(MyOpts::GetGPOStoragePath(closed, kFalse, test::ScratchFolderSource), L"");
+}
+
+#ifdef _WIN32
+// Wine has no group-policy object: the system's factory must fail cleanly and say why.
+TEST(SystemGpo, AMissingGroupPolicyObjectLeavesTheRecordAlone) {
+  GPObj g;
+  EXPECT_FALSE(g.Open(kPath, kScopeComputer, false));
+  EXPECT_FALSE(gpo::Succeeded(g.GetResult()));
+  std::printf("system GPO answered 0x%08lX\n", static_cast<unsigned long>(g.GetResult()));
+
+  SimulatedAccounts accounts;
+  MemKeyStore store;
+  MyOpts o(MyOptsServices{&store, &accounts, nullptr, nullptr});
+  o.Reset();
+  MyOpts before(MyOptsServices{&store, &accounts, nullptr, nullptr});
+  before.CopyFrom(o);
+  std::wcscpy(o.gpoPath, kPath);
+  EXPECT_FALSE(o.Load());
+  EXPECT_EQ(o.gpoResult, g.GetResult());
+  EXPECT_EQ(o.IsDifferent(before), 0);
+  EXPECT_FALSE(o.Store());
+}
+#endif
+
+}  // namespace
+}  // namespace tv

@@ -1,0 +1,213 @@
+#include "settings/options.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <cwchar>
+#include <string>
+#include <vector>
+
+#include "settings/my_config.h"
+#include "settings/record_fixture.h"
+
+namespace tv {
+namespace {
+
+using test::kAppKey;
+using test::kTempKey;
+
+// A set with one value of its own, to see the hooks run around the flag word.
+class CountOpts : public BoolOpts {
+ public:
+  explicit CountOpts(KeyStore& store) : BoolOpts(L"Flags", store) {}
+  void Reset() override {
+    BoolOpts::Reset();
+    count = 7;
+  }
+  BOOL OnLoad(RegKey& key) override {
+    count = key.GetInt(L"Count", count);
+    return kTrue;
+  }
+  BOOL OnStore(RegKey& key) override { return key.PutDword(L"Count", count); }
+  DWORD count = 0;
+};
+
+class OptionSetTest : public test::RecordTest {};
+
+TEST(CSOpts, MasksTouchOnlyTheirBitsAndLoadersForward) {
+  CSOpts a;
+  a.SetAll(0xF0F0);
+  a.Set(0x1100, false);
+  a.SetBits(0x00FF, 0xAB0C);  // bits outside the mask are not taken
+  EXPECT_EQ(a.GetAll(), 0xE00Cu);
+  int on = -1;
+  a.Get(0x0003, on);
+  EXPECT_EQ(on, 0);
+
+  CSOpts b;
+  CSOptsLoader la(&a), lb(&b), none;
+  EXPECT_EQ(la.IsDifferent(lb), 1);
+  lb.CopyFrom(la);
+  EXPECT_EQ(la.IsDifferent(lb), 0);
+  // A loader that points nowhere answers 0 and ignores writes instead of crashing.
+  none.SetAll(5);
+  EXPECT_EQ(none.GetAll(), 0u);
+  EXPECT_EQ(none.GetPtrAll(), nullptr);
+  EXPECT_EQ(none.IsDifferent(la), 1);
+  lb.CopyFrom(none);
+  EXPECT_EQ(b.GetAll(), 0u);
+}
+
+TEST_F(OptionSetTest, LoadStartsFromTheDefaultsAndKeepsThemForMissingValues) {
+  CountOpts opts(store_);
+  opts.SetAll(0x55);
+  opts.count = 1;
+  EXPECT_FALSE(opts.Load());  // no key: the defaults stay
+  EXPECT_EQ(opts.GetAll(), 0u);
+  EXPECT_EQ(opts.count, 7u);
+
+  Dword(kAppKey, L"Other", 1);  // the key exists, its values do not
+  opts.SetAll(0x55);
+  EXPECT_TRUE(opts.Load());
+  EXPECT_EQ(opts.GetAll(), 0u);
+  EXPECT_EQ(opts.count, 7u);
+
+  // Flag words of the wrong size or type: more than 4 bytes is ignored, text is a number.
+  test::RecordTest::Raw(kAppKey, L"Flags", reg::kBinary, {1, 0, 0, 0, 0});
+  EXPECT_TRUE(opts.Load());
+  EXPECT_EQ(opts.GetAll(), 0u);
+  test::RecordTest::Raw(kAppKey, L"Flags", reg::kBinary, {0x34, 0x12});
+  EXPECT_TRUE(opts.Load());
+  EXPECT_EQ(opts.GetAll(), 0x1234u);
+  Text(kAppKey, L"Flags", L"15");
+  Dword(kAppKey, L"Count", 3);
+  EXPECT_TRUE(opts.Load());
+  EXPECT_EQ(opts.GetAll(), 15u);
+  EXPECT_EQ(opts.count, 3u);
+}
+
+TEST_F(OptionSetTest, StoreWritesHooksAndWordAndTempFormStaysApart) {
+  CountOpts opts(store_);
+  opts.SetAll(0xA5);
+  opts.count = 42;
+  ASSERT_TRUE(opts.Store());
+  RegKey app(kAppKey, false, store_);
+  EXPECT_EQ(app.GetValueType(L"Flags"), reg::kDword);
+  EXPECT_EQ(app.GetInt(L"Flags", 0), 0xA5u);
+  EXPECT_EQ(app.GetInt(L"Count", 0), 42u);
+
+  EXPECT_FALSE(opts.LoadTemp());  // no "Temp" yet
+  EXPECT_EQ(opts.GetAll(), 0u);
+  opts.SetAll(0x3C);
+  opts.count = 9;
+  ASSERT_TRUE(opts.StoreTemp());
+  RegKey temp(kTempKey, false, store_);
+  EXPECT_EQ(temp.GetInt(L"Flags", 0), 0x3Cu);
+  EXPECT_EQ(app.GetInt(L"Flags", 0), 0xA5u) << "StoreTemp must not reach the key itself";
+
+  CountOpts other(store_);
+  ASSERT_TRUE(other.LoadTemp());
+  EXPECT_EQ(other.GetAll(), 0x3Cu);
+  EXPECT_EQ(other.count, 9u);
+  ASSERT_TRUE(other.Load());
+  EXPECT_EQ(other.GetAll(), 0xA5u);
+  EXPECT_EQ(opts.IsDifferent(other), 1);
+  opts.CopyFrom(other);
+  EXPECT_EQ(opts.IsDifferent(other), 0);
+
+  temp.Close();
+  EXPECT_TRUE(opts.DelTemp());
+  EXPECT_FALSE(HasKey(kTempKey));
+  EXPECT_TRUE(opts.DelTemp()) << "deleting what is gone is not a failure";
+}
+
+TEST_F(OptionSetTest, StoreFailsWhenTheKeyCannotBeMadeOrTheWordNotWritten) {
+  CountOpts opts(store_);
+  store_.FailOperation(RegOp::kCreate, 1, err::kAccessDenied, true);
+  EXPECT_FALSE(opts.Store());
+  EXPECT_EQ(GetLastErrorCode(), err::kAccessDenied);
+  EXPECT_FALSE(opts.StoreTemp());
+  store_.ClearFaults();
+
+  store_.FailOperation(RegOp::kWrite, 2, err::kCantWrite);  // the hook's value passes, the word fails
+  EXPECT_FALSE(opts.Store());
+  EXPECT_EQ(GetLastErrorCode(), err::kCantWrite);
+}
+
+TEST_F(OptionSetTest, LoadReportsARegistryThatStopsAnsweringButReadsWhatItCan) {
+  Dword(kAppKey, L"Flags", 6);
+  Dword(kAppKey, L"Count", 2);
+  CountOpts opts(store_);
+  store_.FailOperation(RegOp::kRead, 1, err::kCantRead);  // the flag word's read
+  EXPECT_FALSE(opts.Load());
+  EXPECT_EQ(GetLastErrorCode(), err::kCantRead);
+  EXPECT_EQ(opts.GetAll(), 0u);
+  EXPECT_EQ(opts.count, 2u) << "the set's own values are still read";
+
+  DWORD value = 99;
+  RegKey app(kAppKey, false, store_);
+  EXPECT_TRUE(ReadRegNumber(app, L"Missing", value));
+  EXPECT_EQ(value, 99u);
+  store_.FailOperation(RegOp::kRead, 2, err::kCantRead);  // the data, after its size
+  EXPECT_FALSE(ReadRegNumber(app, L"Count", value));
+  EXPECT_EQ(value, 99u);
+  EXPECT_TRUE(ReadRegNumber(app, L"Count", value));
+  EXPECT_EQ(value, 2u);
+}
+
+TEST_F(OptionSetTest, RecordingModeTurnsAStoreIntoLinesAndLeavesTheStoreAlone) {
+  CountOpts opts(store_);
+  opts.SetAll(0x2A);
+  opts.count = 255;
+  RegKey::StartLog(nullptr);
+  ASSERT_TRUE(opts.Store());
+  const std::size_t needed = RegKey::EndLog();
+  std::vector<wchar_t> text(needed, L'#');
+  RegKey::StartLog(text.data());
+  ASSERT_TRUE(opts.Store());
+  ASSERT_EQ(RegKey::EndLog(), needed);
+  EXPECT_EQ(std::wstring(text.data()),
+            L"[HKLM\\SOFTWARE\\Brellick\\Tarnvale]\r\nCount=dword:000000FF\r\nFlags=dword:0000002A\r\n");
+  EXPECT_FALSE(HasKey(kAppKey));
+}
+
+class ConfigTest : public test::RecordTest {};
+
+TEST_F(ConfigTest, PathsFitOrAreEmptiedAndThePlacementIsKeptWhenTooLarge) {
+  MyConfig config(store_);
+  config.SetAll(kConfigDataLossAccepted | kConfigHideSavedMsg | kConfigHideCloseMsg);
+  std::wcscpy(config.ImpExpPath, L"C:\\Users\\me\\Tarnvale.cfg");
+  for (std::size_t i = 0; i < kDlgPlacementBytes; ++i) config.DlgMain[i] = static_cast<std::uint8_t>(i + 1);
+  ASSERT_TRUE(config.Store());
+  RegKey app(kAppKey, false, store_);
+  EXPECT_EQ(app.GetInt(L"Config", 0), 0xDu);
+  EXPECT_FALSE(app.FindValue(L"GPOPath")) << "an empty path is not written";
+  EXPECT_EQ(app.GetBinSize(L"DlgMain"), kDlgPlacementBytes);
+
+  MyConfig loaded(store_);
+  ASSERT_TRUE(loaded.Load());
+  EXPECT_STREQ(loaded.ImpExpPath, config.ImpExpPath);
+  EXPECT_FALSE(loaded.IsGPO());
+  EXPECT_EQ(std::memcmp(loaded.DlgMain, config.DlgMain, kDlgPlacementBytes), 0);
+  loaded.RestoreHiddenMsg();
+  EXPECT_EQ(loaded.GetAll(), kConfigHideCloseMsg);
+
+  // 259 characters fit (520 bytes with the terminator); 260 do not and read as empty.
+  Text(kAppKey, L"GPOPath", std::wstring(259, L'g'));
+  Text(kAppKey, L"ImpExpPath", std::wstring(260, L'p'));
+  test::RecordTest::Raw(kAppKey, L"DlgMain", reg::kBinary, std::vector<std::uint8_t>(45, 0xEE));
+  ASSERT_TRUE(loaded.Load());
+  EXPECT_EQ(std::wcslen(loaded.GPOPath), 259u);
+  EXPECT_TRUE(loaded.IsGPO());
+  EXPECT_STREQ(loaded.ImpExpPath, L"");
+  EXPECT_EQ(loaded.DlgMain[0], 1) << "an oversized placement is not read";
+
+  // Emptied paths delete their values on the next store.
+  loaded.Reset();
+  ASSERT_TRUE(loaded.Store());
+  EXPECT_FALSE(app.FindValue(L"GPOPath"));
+  EXPECT_FALSE(app.FindValue(L"ImpExpPath"));
+}
+
+}  // namespace
+}  // namespace tv
