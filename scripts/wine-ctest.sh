@@ -16,5 +16,5 @@ wineserver -p </dev/null >/dev/null 2>&1
 if [ ! -f "$WINEPREFIX/system.reg" ]; then
   echo "wine-ctest: creating the prefix in $WINEPREFIX"
 fi
-wine wineboot -i </dev/null >/dev/null 2>&1
+wine wineboot </dev/null >/dev/null 2>&1
 ctest --test-dir "$build" --output-on-failure "$@"

@@ -1,0 +1,63 @@
+// The library's entry for every run mode but the configuration utility: the launcher hands its
+// command line to DoWinMain, which picks one mode by the first matching switch and answers the
+// process's exit code.
+#pragma once
+
+#include "platform/types.h"
+
+namespace tv {
+
+class ServiceInstaller;
+
+// The run modes, in the order their switches are tried.
+enum class RunMode {
+  kNone,             // nothing matched (or an empty line): exit code 0
+  kCheckForUpdates,  // "/CHECK4UPDATES": left to the update checker
+  kMonitor,          // "/monitor:<n>": the agent of session n
+  kMessage,          // "/msg:<n>": the warning for session n
+  kUninstallMsi,     // "/uninstall-msi": tell the service to quit its work
+  kLoad,             // "/load"
+  kLoadSilent,       // "/load-silent"
+  kUnload,           // "/unload"
+  kUnloadSilent,     // "/unload-silent"
+  kService,          // "/service"
+  kUserLoad,         // "/user-load": recognised, nothing to do
+  kUserUnload,       // "/user-unload": recognised, nothing to do
+};
+
+// A chosen mode and, for the per-session modes, the session it is for.
+struct RunRequest {
+  RunMode mode = RunMode::kNone;
+  bool hasSession = false;  // a valid session number followed ":" or "="
+  DWORD session = 0;
+};
+
+// The arguments of `commandLine`: the line itself when it starts with a switch ("/" or "-"),
+// else what follows the program path. Never null (an empty text when nothing follows).
+const wchar_t* RunArguments(const wchar_t* commandLine);
+
+// Reads the session number of a per-session switch: the text after the first ":" or "=" up to
+// the first blank, as a decimal number of at most 32 bits. FALSE (`session` untouched) without a
+// separator or with a value that is empty or not entirely digits.
+BOOL ParseSessionNumber(const wchar_t* arguments, DWORD& session);
+
+// Matches `commandLine` (whole, or arguments only) against the switch table. Whole-line switches
+// must be the entire arguments, case ignored and "-" as good as "/"; "/monitor" and "/msg" need
+// only begin them.
+RunRequest ParseRunMode(const wchar_t* commandLine);
+
+// Carries out `request` with `installer` for the service modes; answers the exit code.
+int DispatchRunMode(const RunRequest& request, ServiceInstaller* installer);
+
+// The library's entry: records `instance`, enters the application bookkeeping, runs the mode the
+// command line asks for on this computer and answers its exit code, leaving the bookkeeping on
+// every way out. `commandLine` may be the launcher's whole line or its arguments only.
+int DoWinMain(void* instance, const wchar_t* commandLine, int showCommand);
+
+// The instance handle DoWinMain was given (the launcher's), null before the first call.
+void* GetAppInstance();
+
+// The product's root registry key path, kept for the run of a mode; empty outside one.
+const wchar_t* GetRunRootKeyPath();
+
+}  // namespace tv

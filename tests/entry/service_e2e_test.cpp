@@ -1,0 +1,203 @@
+// The installer's life cycle against the real service manager: TV64.EXE installs, starts, signals
+// and removes the service, which runs the product's own service code in its own process.
+#include <gtest/gtest.h>
+
+#ifdef _WIN32
+
+#include <functional>
+#include <string>
+
+#include "entry/service_install.h"
+#include "launcher_location.h"
+#include "platform/service_manager.h"
+#include "platform/win32/windows_include.h"
+
+#include <tlhelp32.h>
+
+namespace tv {
+namespace {
+
+// How long one launcher run or one awaited service state may take before the test gives up.
+constexpr DWORD kLauncherLimitMs = 120000;
+constexpr DWORD kStateLimitMs = 60000;
+
+constexpr wchar_t kProductKey[] = L"SOFTWARE\\Brellick\\Tarnvale";
+constexpr wchar_t kEventSourceKey[] = L"SYSTEM\\CurrentControlSet\\Services\\EventLog\\Application\\Tarnvale";
+
+// Runs TV64.EXE with `arguments` and answers its exit code (-1 when it could not run or hung).
+int RunLauncher(const std::wstring& arguments) {
+  const std::wstring exe = test::LauncherFolder() + L"TV64.EXE";
+  std::wstring line = L"\"" + exe + L"\" " + arguments;
+  STARTUPINFOW si{};
+  si.cb = sizeof(si);
+  PROCESS_INFORMATION pi{};
+  if (!::CreateProcessW(exe.c_str(), line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si, &pi)) {
+    ADD_FAILURE() << "cannot start the launcher: " << ::GetLastError();
+    return -1;
+  }
+  int result = -1;
+  if (::WaitForSingleObject(pi.hProcess, kLauncherLimitMs) == WAIT_OBJECT_0) {
+    ::DWORD code = 0;
+    if (::GetExitCodeProcess(pi.hProcess, &code)) result = static_cast<int>(code);
+  } else {
+    ADD_FAILURE() << "the launcher did not finish: " << testing::PrintToString(arguments);
+    ::TerminateProcess(pi.hProcess, 99);
+  }
+  ::CloseHandle(pi.hThread);
+  ::CloseHandle(pi.hProcess);
+  return result;
+}
+
+// Polls `condition` until it holds or the limit passes: the service runs in another process,
+// whose progress can only be watched.
+bool Eventually(const std::function<bool()>& condition, DWORD limitMs = kStateLimitMs) {
+  const ULONGLONG end = ::GetTickCount64() + limitMs;
+  for (;;) {
+    if (condition()) return true;
+    if (::GetTickCount64() >= end) return false;
+    ::Sleep(100);
+  }
+}
+
+// The service's state by the service manager, 0 when there is no such service.
+DWORD ServiceState() {
+  auto sm = CreateSystemServiceManager();
+  ServiceHandle manager, service;
+  if (!sm->OpenManager(svc::kManagerConnect, manager)) return 0;
+  if (!sm->Open(manager, kServiceName, svc::kQueryStatus, service)) return 0;
+  ServiceStatus status;
+  return sm->QueryStatus(service, status) ? status.state : 0;
+}
+
+bool ServiceExists() { return ServiceState() != 0; }
+
+bool ReadDword(const wchar_t* key, const wchar_t* name, ::DWORD& value) {
+  ::DWORD size = sizeof(value);
+  return ::RegGetValueW(HKEY_LOCAL_MACHINE, key, name, RRF_RT_REG_DWORD, nullptr, &value, &size) == ERROR_SUCCESS;
+}
+
+std::wstring ReadText(const wchar_t* key, const wchar_t* name) {
+  wchar_t buffer[1024] = {};
+  ::DWORD size = sizeof(buffer);
+  if (::RegGetValueW(HKEY_LOCAL_MACHINE, key, name, RRF_RT_REG_SZ | RRF_RT_REG_EXPAND_SZ | RRF_NOEXPAND, nullptr,
+                     buffer, &size) != ERROR_SUCCESS)
+    return std::wstring();
+  return buffer;
+}
+
+// After boot the service manager starts the automatic services one by one and refuses every other
+// start meanwhile (ERROR_SERVICE_DATABASE_LOCKED). A start request for a service that already runs
+// tells when that phase is over: it is refused as "already running" instead.
+bool WaitForAutomaticStarts() {
+  return Eventually(
+      [] {
+        SC_HANDLE manager = ::OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT);
+        if (!manager) return false;
+        SC_HANDLE service = ::OpenServiceW(manager, L"RpcSs", SERVICE_START);
+        const bool idle = service && !::StartServiceW(service, 0, nullptr) &&
+                          ::GetLastError() != ERROR_SERVICE_DATABASE_LOCKED;
+        if (service) ::CloseServiceHandle(service);
+        ::CloseServiceHandle(manager);
+        return idle;
+      },
+      180000);
+}
+
+// How many service managers run. Wine starts a second one when "wineboot -i" meets a prefix that
+// is already up; the two keep separate tables and answer in turn, and nothing is reliable then.
+int ServiceManagerProcesses() {
+  HANDLE snapshot = ::CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
+  if (snapshot == INVALID_HANDLE_VALUE) return -1;
+  PROCESSENTRY32W entry{};
+  entry.dwSize = sizeof(entry);
+  int count = 0;
+  for (BOOL more = ::Process32FirstW(snapshot, &entry); more; more = ::Process32NextW(snapshot, &entry))
+    if (::lstrcmpiW(entry.szExeFile, L"services.exe") == 0) ++count;
+  ::CloseHandle(snapshot);
+  return count;
+}
+
+class ServiceLifeCycle : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_LE(ServiceManagerProcesses(), 1) << "two service managers run in this Wine prefix; start it with "
+                                               "\"wineboot\", not \"wineboot -i\", on a running wineserver";
+    ASSERT_TRUE(WaitForAutomaticStarts()) << "the service manager is still starting services";
+    // A service left over from an earlier, interrupted run would make every step lie.
+    RemoveWhateverIsLeft();
+    ::RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kProductKey, L"SessionsTotal");
+    ::RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kProductKey, L"SessionsMonitoring");
+  }
+  void TearDown() override { RemoveWhateverIsLeft(); }
+
+  static void RemoveWhateverIsLeft() {
+    if (!ServiceExists()) return;
+    (void)RunLauncher(L"/unload-silent");
+    if (Eventually([] { return !ServiceExists(); }, 15000)) return;
+    // The launcher could not: stop and delete it directly so the prefix stays usable.
+    auto sm = CreateSystemServiceManager();
+    ServiceHandle manager, service;
+    if (sm->OpenManager(svc::kManagerConnect, manager) &&
+        sm->Open(manager, kServiceName, svc::kStop | svc::kDelete | svc::kQueryStatus, service)) {
+      (void)sm->Control(service, svc::kControlStop);
+      (void)sm->Delete(service);
+    }
+  }
+};
+
+TEST_F(ServiceLifeCycle, LauncherInstallsSignalsAndRemovesTheService) {
+  const std::wstring folder = test::LauncherFolder();
+
+  // Nothing installed: the quit request reaches nobody, and removal has nothing to do.
+  EXPECT_EQ(RunLauncher(L"/uninstall-msi"), 0);
+  EXPECT_EQ(RunLauncher(L"/unload-silent"), 0);
+
+  ASSERT_EQ(RunLauncher(L"/load-silent"), 0);
+  ASSERT_TRUE(Eventually([] { return ServiceState() == svc::kRunning; })) << "state " << ServiceState();
+
+  {
+    auto sm = CreateSystemServiceManager();
+    ServiceHandle manager, service;
+    ASSERT_TRUE(sm->OpenManager(svc::kManagerConnect, manager));
+    ASSERT_TRUE(sm->Open(manager, kServiceName, svc::kQueryConfig | svc::kUserDefinedControl, service));
+    ServiceConfig config;
+    ASSERT_TRUE(sm->QueryConfig(service, config));
+    EXPECT_EQ(config.binaryPath, L"\"" + folder + L"TV64.EXE\" /service");
+    EXPECT_EQ(config.startType, svc::kAutoStart);
+    EXPECT_EQ(config.type, svc::kOwnProcess);
+    // The product's own "settings changed" code is accepted by the running service.
+    EXPECT_TRUE(sm->Control(service, 128)) << GetLastErrorCode();
+  }
+
+  EXPECT_EQ(ReadText(kEventSourceKey, L"EventMessageFile"), folder + L"TV64.DLL");
+  ::DWORD types = 0;
+  EXPECT_TRUE(ReadDword(kEventSourceKey, L"TypesSupported", types));
+  EXPECT_EQ(types, 7u);
+
+  // The running service keeps its statistics for the configuration utility.
+  ::DWORD total = 0, monitoring = 0;
+  EXPECT_TRUE(Eventually([&] {
+    return ReadDword(kProductKey, L"SessionsTotal", total) && ReadDword(kProductKey, L"SessionsMonitoring", monitoring);
+  })) << "the service wrote no statistics";
+
+  // Installing again while it runs changes nothing and succeeds.
+  EXPECT_EQ(RunLauncher(L"/load-silent"), 0);
+  EXPECT_EQ(ServiceState(), svc::kRunning);
+
+  // The installer's quit request is accepted (exit code 1) and the service keeps running.
+  EXPECT_EQ(RunLauncher(L"/uninstall-msi"), 1);
+  EXPECT_EQ(ServiceState(), svc::kRunning);
+
+  EXPECT_EQ(RunLauncher(L"/unload-silent"), 0);
+  EXPECT_TRUE(Eventually([] { return !ServiceExists(); }));
+  EXPECT_EQ(RunLauncher(L"/unload-silent"), 0) << "removing what is gone is still a success";
+}
+
+}  // namespace
+}  // namespace tv
+
+#else
+
+TEST(ServiceLifeCycle, OnlyOnWindows) { GTEST_SKIP() << "needs the Windows service manager"; }
+
+#endif  // _WIN32

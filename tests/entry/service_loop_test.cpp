@@ -1,0 +1,201 @@
+#include "entry/service_loop.h"
+
+#include <gtest/gtest.h>
+
+#include <condition_variable>
+#include <mutex>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+namespace tv {
+namespace {
+
+TEST(ServiceLoopDecisions, PendingStatesSettleAndOthersStay) {
+  EXPECT_EQ(CompletedState(svc::kStartPending), svc::kRunning);
+  EXPECT_EQ(CompletedState(svc::kStopPending), svc::kStopped);
+  EXPECT_EQ(CompletedState(svc::kContinuePending), svc::kRunning);
+  EXPECT_EQ(CompletedState(svc::kPausePending), svc::kPaused);
+  for (DWORD settled : {svc::kStopped, svc::kRunning, svc::kPaused, DWORD{0}, DWORD{99}})
+    EXPECT_EQ(CompletedState(settled), settled);
+}
+
+TEST(ServiceLoopDecisions, HandlerRefusesRepeatsAndRoutesEveryOtherControl) {
+  using A = ControlAction;
+  struct Case {
+    DWORD state, control;
+    A action;
+    DWORD pending;
+  };
+  const Case cases[] = {
+      {svc::kStopPending, svc::kControlStop, A::kRefuse, 0},
+      {svc::kStopped, svc::kControlShutdown, A::kRefuse, 0},
+      {svc::kStartPending, svc::kControlStop, A::kBeginTransition, svc::kStopPending},
+      {svc::kPaused, svc::kControlShutdown, A::kBeginTransition, svc::kStopPending},
+      {svc::kPausePending, svc::kControlPause, A::kRefuse, 0},
+      {svc::kRunning, svc::kControlPause, A::kBeginTransition, svc::kPausePending},
+      {svc::kContinuePending, svc::kControlContinue, A::kRefuse, 0},
+      {svc::kRunning, svc::kControlContinue, A::kRefuse, 0},
+      {svc::kPaused, svc::kControlContinue, A::kBeginTransition, svc::kContinuePending},
+      {svc::kPausePending, svc::kControlContinue, A::kBeginTransition, svc::kStartPending},
+      {svc::kRunning, svc::kControlInterrogate, A::kInterrogate, 0},
+      {svc::kRunning, svc::kControlParamChange, A::kRefuse, 0},
+      {svc::kRunning, 11, A::kPassThrough, 0},
+      {svc::kRunning, svc::kControlSessionChange, A::kPassThrough, 0},
+      {svc::kRunning, 10, A::kPassAndReport, 0},
+      {svc::kRunning, 15, A::kPassAndReport, 0},
+      {svc::kStopPending, 129, A::kPassAndReport, 0},
+  };
+  for (const Case& c : cases) {
+    const ControlDecision d = DecideControl(c.state, c.control);
+    EXPECT_EQ(d.action, c.action) << c.state << "/" << c.control;
+    if (c.action == A::kBeginTransition) {
+      EXPECT_EQ(d.pendingState, c.pending) << c.state << "/" << c.control;
+    }
+  }
+}
+
+// A service run on its own thread with a recording callback and reporter.
+class ServiceLoopRun : public ::testing::Test {
+ protected:
+  struct CallbackCall {
+    DWORD code;
+    DWORD eventType;
+    void* eventData;
+  };
+
+  std::mutex mutex;
+  std::condition_variable changed;
+  std::vector<CallbackCall> calls;
+  std::vector<ServiceStatusRecord> reports;
+  DWORD callbackResult = 0;
+  // While set, the callback holds the "run" code (3) until released.
+  bool holdRun = false;
+  bool throwOn128 = false;
+
+  InMemoryCodeQueue queue;
+  ServiceControlLoop loop{[this](DWORD code, DWORD type, void* data, ServiceStatusRecord* status) -> DWORD {
+                            std::unique_lock<std::mutex> lock(mutex);
+                            calls.push_back({code, type, data});
+                            changed.notify_all();
+                            if (code == svc::kControlInitialise) status->controlsAccepted |= svc::kAcceptSessionChange;
+                            if (code == svc::kControlRun) changed.wait(lock, [this] { return !holdRun; });
+                            if (code == 128 && throwOn128) throw std::runtime_error("callback failed");
+                            return callbackResult;
+                          },
+                          queue,
+                          [this](const ServiceStatusRecord& s) {
+                            std::lock_guard<std::mutex> lock(mutex);
+                            reports.push_back(s);
+                            changed.notify_all();
+                          }};
+  std::thread dispatcher;
+
+  void Start() {
+    dispatcher = std::thread([this] { loop.Run(); });
+  }
+  void WaitForReportedState(DWORD state) {
+    std::unique_lock<std::mutex> lock(mutex);
+    changed.wait(lock, [&] { return !reports.empty() && reports.back().currentState == state; });
+  }
+  std::vector<DWORD> Codes() {
+    std::lock_guard<std::mutex> lock(mutex);
+    std::vector<DWORD> codes;
+    for (const auto& c : calls) codes.push_back(c.code);
+    return codes;
+  }
+  void TearDown() override {
+    if (dispatcher.joinable()) {
+      if (loop.Status().currentState != svc::kStopped) (void)loop.HandleControl(svc::kControlStop, 0, nullptr);
+      dispatcher.join();
+    }
+  }
+};
+
+TEST_F(ServiceLoopRun, StartRunsInitialiseThenRunAndStopEndsTheLoop) {
+  Start();
+  WaitForReportedState(svc::kRunning);
+  {
+    std::lock_guard<std::mutex> lock(mutex);
+    EXPECT_EQ(reports.front().currentState, svc::kStartPending);
+    EXPECT_EQ(reports.front().waitHint, 2000u);
+    EXPECT_EQ(reports.back().controlsAccepted, svc::kAcceptStop | svc::kAcceptSessionChange)
+        << "what the callback adds at initialisation is reported";
+    EXPECT_EQ(reports.back().waitHint, 0u);
+  }
+
+  // Product codes and session changes run on the handler's thread and answer the callback's
+  // result; only the former are followed by a status report.
+  callbackResult = 42;
+  const size_t reportsBefore = reports.size();
+  EXPECT_EQ(loop.HandleControl(128, 0, nullptr), 42u);
+  SessionNotification note;
+  EXPECT_EQ(loop.HandleControl(svc::kControlSessionChange, svc::kSessionLogon, &note), 42u);
+  EXPECT_EQ(reports.size(), reportsBefore + 1);
+  EXPECT_EQ(calls.back().eventType, svc::kSessionLogon);
+  EXPECT_EQ(calls.back().eventData, &note);
+  EXPECT_EQ(loop.HandleControl(svc::kControlInterrogate, 0, nullptr), kControlHandled);
+  EXPECT_EQ(reports.size(), reportsBefore + 2);
+
+  EXPECT_EQ(loop.HandleControl(svc::kControlStop, 0, nullptr), kControlHandled);
+  dispatcher.join();
+  EXPECT_EQ(loop.HandleControl(svc::kControlStop, 0, nullptr), kControlNotImplemented);
+  EXPECT_EQ(Codes(), (std::vector<DWORD>{0, 3, 128, 14, 1}));
+  ASSERT_GE(reports.size(), 2u);
+  const ServiceStatusRecord& pendingStop = reports[reports.size() - 2];
+  EXPECT_EQ(pendingStop.currentState, svc::kStopPending);
+  EXPECT_EQ(pendingStop.checkPoint, 1u);
+  EXPECT_EQ(pendingStop.waitHint, 2000u);
+  EXPECT_EQ(reports.back().currentState, svc::kStopped);
+  EXPECT_EQ(reports.back().checkPoint, 0u);
+}
+
+TEST_F(ServiceLoopRun, AStopDuringStartWaitsForTheStartToComplete) {
+  holdRun = true;
+  Start();
+  std::thread handler([this] { EXPECT_EQ(loop.HandleControl(svc::kControlStop, 0, nullptr), kControlHandled); });
+  // The handler marks its check point before it waits for the start to end.
+  while (loop.Status().checkPoint != 1) std::this_thread::yield();
+  {
+    std::lock_guard<std::mutex> lock(mutex);
+    holdRun = false;
+  }
+  changed.notify_all();
+  handler.join();
+  dispatcher.join();
+  // Had the stop overtaken the start, "stop pending" would have been settled by the start's
+  // completion and the stop code would never have reached the callback.
+  EXPECT_EQ(Codes(), (std::vector<DWORD>{0, 3, 1}));
+  std::vector<DWORD> states;
+  for (const auto& r : reports) states.push_back(r.currentState);
+  ASSERT_EQ(states, (std::vector<DWORD>{svc::kStartPending, svc::kRunning, svc::kStopPending, svc::kStopped}));
+  EXPECT_EQ(reports[2].waitHint, 2000u) << "the start's completion must not leave the stop without its hint";
+  EXPECT_EQ(reports[2].checkPoint, 1u);
+}
+
+TEST_F(ServiceLoopRun, AThrowingCallbackIsContainedOnTheHandlersThread) {
+  throwOn128 = true;
+  Start();
+  WaitForReportedState(svc::kRunning);
+  EXPECT_EQ(loop.HandleControl(128, 0, nullptr), kControlNotImplemented);
+  EXPECT_EQ(loop.Status().currentState, svc::kRunning);
+}
+
+// A queue that breaks on the first wait: the run must still end, reported as stopped.
+class BrokenQueue final : public ControlCodeQueue {
+ public:
+  BOOL Post(DWORD) override { return kFalse; }
+  BOOL Wait(DWORD&) override { return kFalse; }
+};
+
+TEST(ServiceLoopBrokenQueue, EndsTheRunAsStopped) {
+  BrokenQueue queue;
+  std::vector<DWORD> states;
+  ServiceControlLoop loop([](DWORD, DWORD, void*, ServiceStatusRecord*) -> DWORD { return 0; }, queue,
+                          [&](const ServiceStatusRecord& s) { states.push_back(s.currentState); });
+  loop.Run();
+  EXPECT_EQ(states, (std::vector<DWORD>{svc::kStartPending, svc::kRunning, svc::kStopped}));
+}
+
+}  // namespace
+}  // namespace tv
