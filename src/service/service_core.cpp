@@ -1,0 +1,255 @@
+#include "service/service_core.h"
+
+#include <vector>
+
+#include "service/membership.h"
+#include "service/service_log.h"
+#include "settings/my_opts.h"
+#include "settings/reg_key.h"
+
+namespace tv {
+
+namespace {
+// What the service's quit event lets interactive users do: wait on it, nothing else.
+constexpr const wchar_t* kInteractiveUsers = L"IU";
+// A failed enumeration, and a logged-on user not known yet, are looked at again this much later.
+constexpr DWORD kRescanSeconds = 15;
+}  // namespace
+
+ServiceCore::ServiceCore(const ServiceEnvironment& env) : env_(env), background_(*this) {
+  settings_ = LoadSettings();
+}
+
+ServiceCore::~ServiceCore() = default;
+
+std::shared_ptr<MyOpts> ServiceCore::LoadSettings() const {
+  MyOptsServices services;
+  services.store = &env_.keys;
+  services.accounts = &env_.accounts;
+  auto opts = std::make_shared<MyOpts>(services);
+  // A key that cannot be opened leaves the defaults, which is what a fresh computer runs on.
+  (void)opts->Load();
+  return opts;
+}
+
+std::shared_ptr<const MyOpts> ServiceCore::CurrentSettings() const {
+  std::lock_guard<std::mutex> hold(settingsMutex_);
+  return settings_;
+}
+
+void ServiceCore::NoteLoggedOff(const std::wstring& account) {
+  std::lock_guard<std::mutex> hold(loggedOffMutex_);
+  lastLoggedOff_ = account;
+}
+
+std::wstring ServiceCore::LastLoggedOffUser() const {
+  std::lock_guard<std::mutex> hold(loggedOffMutex_);
+  return lastLoggedOff_;
+}
+
+DWORD ServiceCore::HandleEvent(DWORD code, DWORD eventType, void* eventData, ServiceStatusRecord* status) {
+  try {
+    switch (code) {
+      case svc::kControlInitialise: Initialise(status); break;
+      case svc::kControlRun: StartSequence(); break;
+      case svc::kControlStop: StopSequence(); break;
+      case svc::kControlSessionChange:
+        if (eventData) HandleSessionChange(eventType, static_cast<const SessionNotification*>(eventData)->sessionId);
+        break;
+      case svc::kControlSettingsChanged: RefreshSessions(true); break;
+      case svc::kControlQuitWork: QuitWork(); break;
+      default: break;  // shutdown among them: the stop sequence does not run then
+    }
+  } catch (...) {
+    // Out of memory half-way through an event: the service carries on with the next one.
+  }
+  return 0;
+}
+
+void ServiceCore::Initialise(ServiceStatusRecord* status) {
+  std::wstring name;
+  if (env_.accounts.QueryComputerName(name)) computerName_ = name;
+  if (status) status->controlsAccepted |= svc::kAcceptSessionChange;
+  // A quit event left by another instance means agents would listen to the wrong one; the
+  // service then runs without it, as it always has.
+  (void)quitEvent_.CreateNewForUser((env_.objectPrefix + L"EventQuit").c_str(), kTrue, kInteractiveUsers,
+                                    kSynchronize, kTrue, kFalse);
+}
+
+void ServiceCore::StartSequence() {
+  LogEvent(env_.eventLog, evt::kServiceStarted);
+  quit_.store(0);
+  quitEvent_.Clear();
+  (void)LaunchBackground();
+  RefreshSessions(true);
+  // A computer that starts with nobody logged on gets its power action after the time-out too.
+  if (!AnySessionActive(true)) background_.BeginDelayedShutdown();
+}
+
+void ServiceCore::StopSequence() {
+  LogEvent(env_.eventLog, evt::kStopInitiated);
+  RaiseQuit();
+  DrainThreads();
+  LogEvent(env_.eventLog, evt::kServiceStopped);
+}
+
+void ServiceCore::QuitWork() {
+  RaiseQuit();
+  DrainThreads();
+}
+
+void ServiceCore::RaiseQuit() {
+  quit_.store(1);
+  quitEvent_.Set();
+}
+
+void ServiceCore::HandleSessionChange(DWORD eventType, SessionId session) {
+  switch (eventType) {
+    case svc::kSessionLogon:
+      activeSessions_.fetch_add(1);
+      OnLogonOrConnect(session);
+      break;
+    case svc::kConsoleConnect: OnLogonOrConnect(session); break;
+    case svc::kSessionLogoff: OnLogoff(session); break;
+    case svc::kSessionLock: OnLock(session); break;
+    case svc::kSessionUnlock: OnUnlock(session); break;
+    default: break;
+  }
+}
+
+void ServiceCore::OnLogonOrConnect(SessionId session) {
+  {
+    // Someone may have changed the settings without telling the service.
+    auto fresh = LoadSettings();
+    std::lock_guard<std::mutex> hold(settingsMutex_);
+    settings_ = std::move(fresh);
+  }
+  lastActive_.store(session);
+  (void)StartMonitoring(session);
+  if (activeSessions_.load() > 0 && background_.DeadlinePending()) background_.CancelDelayedShutdown();
+  const auto opts = CurrentSettings();
+  TrimStaleSessions(opts->LogoffStale, opts->LogoffStaleCount);
+  WriteSessionStatistics();
+}
+
+void ServiceCore::OnLock(SessionId session) {
+  (void)registry_.SetLocked(session, true);
+  WriteSessionStatistics();
+}
+
+void ServiceCore::OnUnlock(SessionId session) {
+  {
+    // One step for anyone looking under the list's lock: the unlocked session is the last
+    // active one and no longer locked.
+    CritSecLock hold(registry_.Lock());
+    lastActive_.store(session);
+    (void)registry_.SetLocked(session, false);
+  }
+  const auto opts = CurrentSettings();
+  TrimStaleSessions(opts->LogoffStale, opts->LogoffStaleCount);
+  WriteSessionStatistics();
+}
+
+void ServiceCore::OnLogoff(SessionId session) {
+  // Sessions that were not active at the last count may still log off: never below zero.
+  int count = activeSessions_.load();
+  while (count > 0 && !activeSessions_.compare_exchange_weak(count, count - 1)) {
+  }
+  SessionId expected = session;
+  lastActive_.compare_exchange_strong(expected, kNoSession);
+  WriteSessionStatistics();
+  if (!AnySessionActive(true)) background_.BeginDelayedShutdown();
+}
+
+bool ServiceCore::AnySessionActive(bool unknown) const {
+  std::vector<SessionEntry> list;
+  if (!env_.sessions.EnumerateSessions(list)) return unknown;
+  for (const SessionEntry& e : list) {
+    if (e.state == SessionState::kActive) return true;
+  }
+  return false;
+}
+
+void ServiceCore::RefreshSessions(bool reload) {
+  auto fresh = LoadSettings();
+  {
+    std::lock_guard<std::mutex> hold(settingsMutex_);
+    // A policy refresh that changed nothing must not disturb the sessions.
+    if (!reload && !settings_->IsDifferent(*fresh)) return;
+    settings_ = fresh;
+  }
+  if (!fresh->Enable) {
+    LogEvent(env_.eventLog, evt::kNotEnabledAtStart);
+  } else {
+    if (!fresh->KeepLastActiveUser) lastActive_.store(kNoSession);
+    activeSessions_.store(0);
+    std::vector<SessionEntry> list;
+    if (env_.sessions.EnumerateSessions(list)) {
+      for (const SessionEntry& e : list) {
+        if (e.state != SessionState::kActive) continue;
+        activeSessions_.fetch_add(1);
+        (void)StartMonitoring(e.id);
+      }
+    } else {
+      background_.RefreshDelayed(kRescanSeconds);
+    }
+  }
+  WriteSessionStatistics();
+}
+
+BOOL ServiceCore::StartMonitoring(SessionId session) {
+  std::lock_guard<std::mutex> hold(startMutex_);
+  const auto opts = CurrentSettings();
+  if (!opts->Enable) {
+    LogEvent(env_.eventLog, evt::kNotEnabledAtLogon);
+    return kFalse;
+  }
+  if (registry_.Contains(session)) return kTrue;
+  std::wstring domain;
+  std::wstring user;
+  SessionInfo info;
+  if (env_.sessions.QuerySessionInfo(session, info)) {
+    domain = info.domain;
+    user = info.user;
+  } else {
+    (void)env_.sessions.QueryDomainName(session, domain);
+    (void)env_.sessions.QueryUserName(session, user);
+  }
+  if (user.empty()) {
+    // A logon screen: the user is not known yet.
+    background_.RefreshDelayed(kRescanSeconds);
+    return kFalse;
+  }
+  const std::wstring account = FormAccountName(domain, user, computerName_);
+  const MembershipVerdict verdict =
+      CheckMembership(env_.accounts, computerName_, domain, user, account, opts->ApplyTo, opts->Exclude);
+  if (verdict.eventId == evt::kSkippedExcludedGroup) {
+    LogEvent2(env_.eventLog, verdict.eventId, account, verdict.group);
+  } else {
+    LogEvent(env_.eventLog, verdict.eventId, account);
+  }
+  if (!verdict.monitor) return kFalse;
+  return LaunchMonitor(session, account);
+}
+
+void ServiceCore::TrimStaleSessions(BOOL logoffStale, DWORD keepCount) {
+  (void)registry_.TrimStale(logoffStale, keepCount, lastActive_.load(), env_.clock.GetTickCount());
+}
+
+void ServiceCore::WriteSessionStatistics() {
+  std::lock_guard<std::mutex> hold(statsMutex_);
+  RegKey key(kAppRootKey, true, env_.keys);
+  if (!key.IsOpen()) return;
+  const int total = activeSessions_.load();
+  (void)key.PutDword(L"SessionsTotal", total > 0 ? DWORD(total) : 0, true);
+  const DWORD monitoring = static_cast<DWORD>(registry_.Count());
+  (void)key.PutDword(L"SessionsMonitoring", monitoring, true);
+  if (monitoring > key.GetInt(L"SessionsMaximum", 0)) {
+    (void)key.PutDword(L"SessionsMaximum", monitoring);
+    (void)key.PutStr(L"SessionsMaximumTime", env_.FormatDateTime(env_.clock.GetLocalTime()).c_str());
+  }
+  const std::wstring last = LastLoggedOffUser();
+  if (!last.empty()) (void)key.PutStr(L"LastLogoff", last.c_str(), true);
+}
+
+}  // namespace tv

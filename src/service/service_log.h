@@ -1,0 +1,46 @@
+// The entries the service writes to the event log: their identifiers (the message texts live in
+// the message table of TV64.DLL) and the two shapes they come in.
+#pragma once
+
+#include <string>
+
+#include "platform/event_log.h"
+#include "platform/types.h"
+
+namespace tv {
+
+namespace evt {
+inline constexpr DWORD kServiceStarted = 0x60000001;
+inline constexpr DWORD kStopInitiated = 0x60000002;
+inline constexpr DWORD kServiceStopped = 0x60000003;
+inline constexpr DWORD kMonitoringStarted = 0x60000006;     // %1 account
+inline constexpr DWORD kSkippedExcluded = 0x60000007;       // %1 account
+inline constexpr DWORD kSkippedExcludedGroup = 0x60000008;  // %1 account, %2 group
+inline constexpr DWORD kSkippedNotApplied = 0x60000009;     // %1 account
+inline constexpr DWORD kLoggedOff = 0x6000000a;             // %1 account
+inline constexpr DWORD kShutdownInitiated = 0x60000012;
+inline constexpr DWORD kSuspendInitiated = 0x60000014;
+inline constexpr DWORD kStaleLoggedOff = 0x60000017;        // %1 account
+inline constexpr DWORD kNotEnabledAtStart = 0xa000000c;
+inline constexpr DWORD kNotEnabledAtLogon = 0xa000000d;
+inline constexpr DWORD kNotEnabledAtTimeout = 0xa000000e;   // %1 account
+inline constexpr DWORD kSparedLastActive = 0xa0000016;      // %1 account
+inline constexpr DWORD kScheduleInactive = 0xa0000019;      // %1 account
+inline constexpr DWORD kLogoffFailed = 0xe000000b;          // %1 account, %2 code
+inline constexpr DWORD kAgentStartFailed = 0xe000000f;      // %1 account, %2 code
+inline constexpr DWORD kShutdownFailed = 0xe0000013;        // %1 code
+inline constexpr DWORD kSuspendFailed = 0xe0000015;         // %1 code
+inline constexpr DWORD kStaleLogoffFailed = 0xe0000018;     // %1 account, %2 code
+}  // namespace evt
+
+// Writes entry `eventId` with the type its identifier carries and `account` (if not empty) as its
+// only insertion string. A log that cannot be written is not the service's concern.
+void LogEvent(EventLog& log, DWORD eventId, const std::wstring& account = {});
+
+// Writes an error entry: `account` (if not empty) and then `code` in decimal.
+void LogError(EventLog& log, DWORD eventId, const std::wstring& account, ErrorCode code);
+
+// The same with a second text (the excluding group of kSkippedExcludedGroup).
+void LogEvent2(EventLog& log, DWORD eventId, const std::wstring& first, const std::wstring& second);
+
+}  // namespace tv

@@ -1,0 +1,205 @@
+#include "service/session_monitor.h"
+
+#include "foundation/string_table.h"
+#include "platform/local_time.h"
+#include "service/service_log.h"
+#include "settings/my_opts.h"
+
+namespace tv {
+
+namespace {
+constexpr std::uint64_t kMsPerMinute = 60000;
+
+// Whether `elapsed` ms reach `minutes`. Sixty-four bits: a limit beyond the tick range
+// (about 71,582 minutes) is simply never reached instead of wrapping to a short one.
+bool Reached(Tick elapsed, std::uint64_t minutes) { return elapsed >= minutes * kMsPerMinute; }
+
+// `local` moved on by `seconds`, on the zone's real time when it can, else on the wall clock.
+SystemTime LocalAhead(const LocalTimeZone& zone, const SystemTime& local, DWORD seconds) {
+  if (seconds == 0) return local;
+  SystemTime out;
+  if (zone.AddSeconds(local, seconds, out)) return out;
+  FileTime naive = 0;
+  if (NaiveFileTime(local, naive) && NaiveSystemTime(naive + seconds * kFileTimePerSecond, out)) return out;
+  return local;
+}
+}  // namespace
+
+SessionMonitor::SessionMonitor(MonitorContext& context, SessionId session, std::wstring account)
+    : context_(context), session_(session), account_(std::move(account)) {}
+
+std::wstring SessionMonitor::Command(const wchar_t* sw) const {
+  std::wstring path = Env().Launcher();
+  if (path.find(L' ') != std::wstring::npos) path = L"\"" + path + L"\"";
+  return path + L" " + sw + L":" + std::to_wstring(static_cast<long>(session_));
+}
+
+std::wstring SessionMonitor::WarningText(const MyOpts& opts, bool locked, DWORD minutes) {
+  const wchar_t* text = locked ? opts.MessageTextIfLocked : opts.MessageText;
+  if (!*text) text = LoadStr(locked ? kStrWarningLocked : kStrWarning);
+  // The text is the administrator's: it is never used as a format, so a stray "%s" stays text.
+  wchar_t buffer[kUserMsgChars];
+  StrReplace(buffer, kUserMsgChars, text, L"%d", std::to_wstring(minutes).c_str());
+  return buffer;
+}
+
+bool SessionMonitor::StartAgent() { return Env().sessions.StartInSession(session_, AgentCommand()) != 0; }
+
+bool SessionMonitor::End() {
+  ended_.store(true);
+  return false;
+}
+
+bool SessionMonitor::Begin(Tick now) {
+  if (ended_.load()) return false;
+  const auto opts = context_.CurrentSettings();
+  timeoutMin_ = opts->Timeout;
+  messageMin_ = opts->MessageTimeout;
+  scheduleReported_ = false;
+  staleRequest_.store(false);
+  lastActivity_.store(now);
+  warning_.store(false);
+  if (!StartAgent()) {
+    LogError(Env().eventLog, evt::kAgentStartFailed, account_, GetLastErrorCode());
+    return End();
+  }
+  return true;
+}
+
+bool SessionMonitor::Round(RoundSignal signal, Tick now) {
+  if (ended_.load()) return false;
+  switch (signal) {
+    case RoundSignal::kIdle:
+      lastActivity_.store(now);
+      warning_.store(false);
+      break;
+    case RoundSignal::kCancel:
+      return End();
+    case RoundSignal::kTimeout:
+      switch (OnTimeout(now)) {
+        case Next::kStay: break;
+        case Next::kEnd: return End();
+        case Next::kLogoffStep:
+          if (LogoffStep(now) || context_.IsQuitting()) return End();
+          // Back to the start of the watch: the agent may have gone with whatever made the rules
+          // refuse, so it is started again; only the first start's failure is fatal.
+          (void)StartAgent();
+          break;
+      }
+      break;
+  }
+  if (context_.IsQuitting()) return End();
+  return true;
+}
+
+SessionMonitor::Next SessionMonitor::OnTimeout(Tick now) {
+  if (staleRequest_.load()) return Next::kLogoffStep;
+  const Tick elapsed = now - lastActivity_.load();  // unsigned: survives the wrap after 49.7 days
+  const bool warning = warning_.load();
+  // The whole warning time went by unseen (the computer slept): no point in warning now.
+  if (!warning && Reached(elapsed, std::uint64_t(timeoutMin_) + messageMin_)) return Next::kLogoffStep;
+  if (!Reached(elapsed, warning ? messageMin_ : timeoutMin_)) return Next::kStay;
+
+  const auto opts = context_.CurrentSettings();
+  if (!opts->Enable) {
+    LogEvent(Env().eventLog, evt::kNotEnabledAtTimeout, account_);
+    scheduleReported_ = false;
+    lastActivity_.store(now);
+    return Next::kStay;
+  }
+  if (opts->KeepLastActiveUser && context_.LastActiveSession() == session_) {
+    LogEvent(Env().eventLog, evt::kSparedLastActive, account_);
+    scheduleReported_ = false;
+    lastActivity_.store(now);
+    return Next::kStay;
+  }
+  if (warning) {
+    if (TryLogoff(*opts)) return Next::kEnd;
+    lastActivity_.store(now);
+    return Next::kStay;
+  }
+  SessionState state = SessionState::kActive;
+  if (Env().sessions.QueryConnectState(session_, state) && state != SessionState::kActive) {
+    // Nobody is there to read a warning.
+    if (TryLogoff(*opts)) return Next::kEnd;
+    lastActivity_.store(now);
+    return Next::kStay;
+  }
+  // The schedule is asked about the moment the log-off would come, not about now.
+  if (ScheduleForbids(*opts, messageMin_ * 60)) {
+    ReportScheduleInactive();
+    lastActivity_.store(now);
+    return Next::kStay;
+  }
+  IssueWarning(*opts, now);
+  return Next::kStay;
+}
+
+bool SessionMonitor::LogoffStep(Tick now) {
+  const auto opts = context_.CurrentSettings();
+  const bool stale = staleRequest_.load();
+  if (!opts->Enable) {
+    LogEvent(Env().eventLog, evt::kNotEnabledAtTimeout, account_);
+  } else if (ScheduleForbids(*opts, 0)) {
+    ReportScheduleInactive();
+  } else if (opts->KeepLastActiveUser && context_.LastActiveSession() == session_) {
+    scheduleReported_ = false;
+    LogEvent(Env().eventLog, evt::kSparedLastActive, account_);
+  } else {
+    scheduleReported_ = false;
+    DoLogoffSession(stale);
+    return true;
+  }
+  lastActivity_.store(now);
+  staleRequest_.store(false);
+  return false;
+}
+
+void SessionMonitor::IssueWarning(const MyOpts& opts, Tick now) {
+  warning_.store(true);
+  lastActivity_.store(now);
+  const bool locked = locked_.load();
+  const std::wstring text = WarningText(opts, locked, messageMin_);
+  // In an unlocked session the warning process shows the countdown; a locked desktop only
+  // shows system message boxes, and they are also the fallback when the process cannot start.
+  if (!locked && Env().sessions.StartInSession(session_, WarningCommand())) return;
+  DWORD response = 0;
+  (void)Env().sessions.SendSessionMessage(session_, kWarningCaption, text, kWarningBoxStyle, messageMin_ * 60,
+                                          false, response);
+}
+
+bool SessionMonitor::ScheduleForbids(const MyOpts& opts, DWORD aheadSeconds) const {
+  if (!opts.UseSchedule || !*opts.GetSchedule()) return false;
+  const LocalTimeZone& zone = Env().Zone();
+  const SystemTime at = LocalAhead(zone, Env().clock.GetLocalTime(), aheadSeconds);
+  wchar_t error[256] = {};
+  const std::int32_t remaining = opts.GetScheduleObj().GetSecondsRemaining(at, error, 256, zone);
+  // A schedule that cannot be read never stops the log-off.
+  return remaining < 0 && remaining != Schedule::kUnreadable;
+}
+
+void SessionMonitor::ReportScheduleInactive() {
+  if (!scheduleReported_) LogEvent(Env().eventLog, evt::kScheduleInactive, account_);
+  scheduleReported_ = true;
+}
+
+BOOL SessionMonitor::TryLogoff(const MyOpts& opts) {
+  if (ScheduleForbids(opts, 0)) {
+    ReportScheduleInactive();
+    return kFalse;
+  }
+  scheduleReported_ = false;
+  DoLogoffSession(false);
+  return kTrue;
+}
+
+void SessionMonitor::DoLogoffSession(bool stale) {
+  if (Env().sessions.LogoffSession(session_)) {
+    LogEvent(Env().eventLog, stale ? evt::kStaleLoggedOff : evt::kLoggedOff, account_);
+    context_.NoteLoggedOff(account_);
+  } else {
+    LogError(Env().eventLog, stale ? evt::kStaleLogoffFailed : evt::kLogoffFailed, account_, GetLastErrorCode());
+  }
+}
+
+}  // namespace tv

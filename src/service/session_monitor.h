@@ -1,0 +1,117 @@
+// The decisions of one monitored session: when the idle time is up, whether the rules allow a
+// log-off now, the warning, the log-off itself and what is written about it. It holds no thread
+// and never waits: whoever waits (the session's real thread, or the virtual-time driver) hands it
+// what the wait returned and the tick count, and it acts through the service's seams.
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <string>
+
+#include "platform/sessions.h"
+#include "platform/types.h"
+#include "service/service_env.h"
+#include "service/session_signals.h"
+
+namespace tv {
+
+class MyOpts;
+
+// What a session's monitor needs of the service around it.
+class MonitorContext {
+ public:
+  virtual ~MonitorContext() = default;
+  virtual const ServiceEnvironment& Environment() const = 0;
+  // The live settings as they stand now (a reload replaces them; a holder keeps its copy).
+  virtual std::shared_ptr<const MyOpts> CurrentSettings() const = 0;
+  // The session of the most recent log-on, console connect or unlock; kNoSession for none.
+  virtual SessionId LastActiveSession() const = 0;
+  // Whether the service is stopping or was told to quit its work.
+  virtual bool IsQuitting() const = 0;
+  // Remembers `account` as the last user the service logged off.
+  virtual void NoteLoggedOff(const std::wstring& account) = 0;
+};
+
+// The system message box shown in a locked session: exclamation icon, set-foreground, topmost,
+// service notification.
+inline constexpr DWORD kWarningBoxStyle = 0x250030;
+inline constexpr const wchar_t* kWarningCaption = L"Tarnvale";
+// String-table texts used when the settings leave the warning text empty.
+inline constexpr int kStrWarning = 100;
+inline constexpr int kStrWarningLocked = 101;
+
+class SessionMonitor {
+ public:
+  // `account` is the name the event-log entries carry ("DOMAIN\user" or "user").
+  SessionMonitor(MonitorContext& context, SessionId session, std::wstring account);
+  SessionMonitor(const SessionMonitor&) = delete;
+  SessionMonitor& operator=(const SessionMonitor&) = delete;
+
+  SessionId Id() const { return session_; }
+  const std::wstring& Account() const { return account_; }
+
+  // Written by the service's session-change handling (any thread).
+  void SetLocked(bool locked) { locked_.store(locked); }
+  bool IsLocked() const { return locked_.load(); }
+  // Orders a stale log-off: the next timed-out round logs the session off (rules permitting).
+  void RequestStaleLogoff() { staleRequest_.store(true); }
+  bool StaleLogoffRequested() const { return staleRequest_.load(); }
+
+  // When the idle clock was last restarted (ms tick).
+  Tick LastActivity() const { return lastActivity_.load(); }
+  bool InWarning() const { return warning_.load(); }
+  bool HasEnded() const { return ended_.load(); }
+
+  // The start of the watch at tick `now`: takes Timeout and MessageTimeout for the monitor's
+  // life, starts the clock and the agent. An agent that cannot be started this first time is
+  // reported (0xe000000f) and ends the monitor: FALSE.
+  bool Begin(Tick now);
+
+  // One round: `signal` is what the wait returned, `now` the tick count after it. Answers
+  // whether the monitor goes on; once FALSE, always FALSE.
+  bool Round(RoundSignal signal, Tick now);
+
+  // Logs the session off unless the schedule forbids it now (then 0, reported once per inactive
+  // stretch). 1 when the decision is final: logged off, or failed and reported.
+  BOOL TryLogoff(const MyOpts& opts);
+  // Logs the session off without further tests and reports it (as stale when `stale`).
+  void DoLogoffSession(bool stale);
+
+  // " /monitor:<n>" and " /msg:<n>" after the launcher path (quoted when it holds a blank).
+  std::wstring AgentCommand() const { return Command(L"/monitor"); }
+  std::wstring WarningCommand() const { return Command(L"/msg"); }
+
+  // The warning text as the service shows it: the (locked) text of the settings or its built-in
+  // default, every "%d" replaced by `minutes`, cut to 512 characters.
+  static std::wstring WarningText(const MyOpts& opts, bool locked, DWORD minutes);
+
+ private:
+  enum class Next { kStay, kLogoffStep, kEnd };
+
+  Next OnTimeout(Tick now);
+  // The log-off step after the watch was left; TRUE when the monitor ends.
+  bool LogoffStep(Tick now);
+  void IssueWarning(const MyOpts& opts, Tick now);
+  // Whether the schedule says "inactive" `aheadSeconds` from now.
+  bool ScheduleForbids(const MyOpts& opts, DWORD aheadSeconds) const;
+  // Logs 0xa0000019 once per inactive stretch.
+  void ReportScheduleInactive();
+  bool StartAgent();
+  bool End();
+  std::wstring Command(const wchar_t* sw) const;
+  const ServiceEnvironment& Env() const { return context_.Environment(); }
+
+  MonitorContext& context_;
+  const SessionId session_;
+  const std::wstring account_;
+  std::atomic<bool> locked_{false};
+  std::atomic<bool> staleRequest_{false};
+  std::atomic<Tick> lastActivity_{0};
+  std::atomic<bool> warning_{false};
+  std::atomic<bool> ended_{false};
+  bool scheduleReported_ = false;
+  DWORD timeoutMin_ = 0;
+  DWORD messageMin_ = 0;
+};
+
+}  // namespace tv

@@ -1,0 +1,57 @@
+// The service's list of monitored sessions (in the service, one per live session thread) under
+// one lock: who is watched, how many, the locked flags the session-change handling writes and
+// the stale-session rule that picks which sessions to log off.
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "foundation/crit_sec.h"
+#include "platform/sessions.h"
+#include "platform/types.h"
+
+namespace tv {
+
+class SessionMonitor;
+
+class SessionRegistry {
+ public:
+  SessionRegistry() = default;
+  SessionRegistry(const SessionRegistry&) = delete;
+  SessionRegistry& operator=(const SessionRegistry&) = delete;
+
+  // Appends `monitor` (with the object that runs it, for FindOwner) at the tail. FALSE, adding
+  // nothing, when the session is already watched.
+  BOOL Add(SessionMonitor& monitor, void* owner = nullptr);
+  // Takes `monitor` out; nothing when it is not listed.
+  void Remove(const SessionMonitor& monitor);
+
+  bool Contains(SessionId session) const;
+  std::size_t Count() const;
+  // The runner given to Add for the first monitor of `session`, or null. Only meaningful while
+  // the caller holds Lock() or otherwise knows the runner is alive.
+  void* FindOwner(SessionId session) const;
+  // Sets the locked flag of the session's monitor; FALSE when none watches it.
+  BOOL SetLocked(SessionId session, bool locked);
+  // The sessions watched, in list order.
+  std::vector<SessionId> Sessions() const;
+
+  // The stale-session rule: when more than `keepCount` sessions are watched, orders the
+  // monitors from the most recently active (the last active session first) to the least, by
+  // their age at `now`, and asks the ones past the first `keepCount` for a stale log-off.
+  // Answers the sessions so marked, least recently active first.
+  std::vector<SessionId> TrimStale(BOOL logoffStale, DWORD keepCount, SessionId lastActive, Tick now);
+
+  // The list's lock (recursive): hold it to make several steps one.
+  CritSec& Lock() { return lock_; }
+
+ private:
+  struct Entry {
+    SessionMonitor* monitor;
+    void* owner;
+  };
+  mutable CritSec lock_;
+  std::vector<Entry> entries_;
+};
+
+}  // namespace tv

@@ -1,0 +1,44 @@
+#include "service/session_signals.h"
+
+namespace tv {
+
+namespace {
+// Interactive users may only set and reset the events; the service keeps full access.
+constexpr const wchar_t* kInteractiveUsers = L"IU";
+
+std::wstring EventName(const std::wstring& prefix, const wchar_t* kind, SessionId id) {
+  return prefix + L"Event" + kind + L"-" + std::to_wstring(static_cast<long>(id));
+}
+}  // namespace
+
+std::wstring SessionSignals::IdleName(const std::wstring& prefix, SessionId id) {
+  return EventName(prefix, L"Idle", id);
+}
+
+std::wstring SessionSignals::CancelName(const std::wstring& prefix, SessionId id) {
+  return EventName(prefix, L"Cancel", id);
+}
+
+BOOL SessionSignals::Create(const std::wstring& prefix, SessionId id) {
+  if (!idle_.CreateNewForUser(IdleName(prefix, id).c_str(), kTrue, kInteractiveUsers, kEventModifyState, kFalse,
+                              kFalse)) {
+    return kFalse;
+  }
+  if (!cancel_.CreateNewForUser(CancelName(prefix, id).c_str(), kTrue, kInteractiveUsers, kEventModifyState,
+                                kFalse, kFalse)) {
+    PreserveLastError keep;
+    idle_.Close();
+    return kFalse;
+  }
+  return kTrue;
+}
+
+RoundSignal SessionSignals::Wait(DWORD timeoutMs) {
+  switch (WaitForEitherEvent(idle_, cancel_, timeoutMs)) {
+    case 0: return RoundSignal::kIdle;
+    case 1: return RoundSignal::kCancel;
+    default: return RoundSignal::kTimeout;
+  }
+}
+
+}  // namespace tv
