@@ -7,11 +7,11 @@
 
 #include <atomic>
 #include <cstdint>
+#include <cwchar>
 #include <filesystem>
 #include <string>
 #include <vector>
 
-#include "foundation/utf16.h"
 #include "platform/portable/accounts.h"
 #include "settings/my_opts.h"
 #include "settings/portable/gpo.h"
@@ -31,9 +31,29 @@ inline std::wstring& ScratchFolder() {
 inline BOOL ScratchFolderSource(wchar_t* buffer, std::size_t size) {
   const std::wstring& f = ScratchFolder();
   if (f.empty() || f.size() + 1 > size) return kFalse;
-  std::copy(f.begin(), f.end(), buffer);
-  buffer[f.size()] = L'\0';
+  std::wcscpy(buffer, f.c_str());
   return kTrue;
+}
+
+// A settings record with every setting away from its default.
+inline void FillAll(MyOpts& o) {
+  o.SetAll(0x81);
+  o.policyState = kPolicyEnabled;
+  o.Enable = o.LogoffStale = o.KeepLastActiveUser = o.FullScreen = o.MonitorCPU = 1;
+  o.MonitorKB = o.MonitorMouse = 0;
+  o.Timeout = 33;
+  o.MessageTimeout = 0;
+  o.LogoffStaleCount = 3;
+  o.PercentCPU = 70;
+  std::wcscpy(o.MessageText, L"Bye in %d.\r\nReally.");
+  std::wcscpy(o.MessageTextIfLocked, L"Locked: %d");
+  o.UseSchedule = 1;
+  o.SetSchedule(L"Mon 8:00-17:30, ");
+  o.ApplyTo = {L"DOM\\alice", L"Staff"};
+  o.Exclude = {};
+  o.Shutdown = 1;
+  o.ShutdownTimeout = 120;
+  o.ShutdownAction = kActionHibernate;
 }
 
 class RecordTest : public ::testing::Test {
@@ -61,22 +81,15 @@ class RecordTest : public ::testing::Test {
 
   // A raw value of any type, for what an administrator might type in by hand.
   void Raw(const wchar_t* path, const wchar_t* name, DWORD type, const std::vector<std::uint8_t>& data) {
-    RegKey key(path, true, store_);
-    ASSERT_TRUE(key.IsOpen());
-    ASSERT_TRUE(key.PutBin(name, data.data(), static_cast<DWORD>(data.size()), type));
+    ASSERT_TRUE(RegKey(path, true, store_).PutBin(name, data.data(), static_cast<DWORD>(data.size()), type));
   }
   void Dword(const wchar_t* path, const wchar_t* name, DWORD value) {
-    RegKey key(path, true, store_);
-    ASSERT_TRUE(key.PutDword(name, value));
+    ASSERT_TRUE(RegKey(path, true, store_).PutDword(name, value));
   }
   void Text(const wchar_t* path, const wchar_t* name, const std::wstring& text) {
-    RegKey key(path, true, store_);
-    ASSERT_TRUE(key.PutStr(name, text.c_str()));
+    ASSERT_TRUE(RegKey(path, true, store_).PutStr(name, text.c_str()));
   }
-  bool HasKey(const wchar_t* path) {
-    RegKey key(path, false, store_);
-    return key.IsOpen();
-  }
+  bool HasKey(const wchar_t* path) { return RegKey(path, false, store_).IsOpen(); }
   std::wstring File(const char* name) const { return (scratch_ / name).wstring(); }
 
   MemKeyStore store_;

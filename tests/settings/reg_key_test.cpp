@@ -2,7 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <string>
+#include <vector>
 
 #include "foundation/utf16.h"
 
@@ -18,9 +19,8 @@ class RegKeyTest : public ::testing::Test {
     EXPECT_EQ(store_.OpenHandleCount(), 0u) << "a handle was left open";
   }
   // Writes a raw value below the application key.
-  void Raw(const wchar_t* name, DWORD type, std::vector<std::uint8_t> data, const wchar_t* path = kApp) {
-    RegKey key(path, true, store_);
-    ASSERT_TRUE(key.PutBin(name, data.data(), static_cast<DWORD>(data.size()), type));
+  void Raw(const wchar_t* name, DWORD type, const std::vector<std::uint8_t>& data) {
+    ASSERT_TRUE(RegKey(kApp, true, store_).PutBin(name, data.data(), static_cast<DWORD>(data.size()), type));
   }
   std::vector<std::wstring> SubkeysOf(const wchar_t* path) {
     RegKey key(path, false, store_);
@@ -34,7 +34,6 @@ class RegKeyTest : public ::testing::Test {
 };
 
 TEST_F(RegKeyTest, OpenKeyWalksFromAnExactRootName) {
-  EXPECT_EQ(RegKey::OpenKey(L"HKLM", false, 0, store_), store_.Root(RegRoot::kLocalMachine));
   EXPECT_EQ(RegKey::OpenKey(L"HKEY_USERS", true, 0, store_), store_.Root(RegRoot::kUsers));
   for (const wchar_t* bad : {L"", L"Software\\Example", L"hklm\\Software", L"HKLMX\\A", L"HKCR\\A"}) {
     EXPECT_EQ(RegKey::OpenKey(bad, true, 0, store_), RegHandle{}) << bad;
@@ -54,48 +53,34 @@ TEST_F(RegKeyTest, OpenKeyWalksFromAnExactRootName) {
   RegKey parent(store_);
   ASSERT_TRUE(parent.OpenParent(L"HKLM\\SOFTWARE\\Brellick\\Tarnvale\\Temp", false));
   EXPECT_EQ(parent.GetInt(L"Enable", 0), 1u);  // opened "...\Tarnvale" without creating Temp
-  EXPECT_EQ(SubkeysOf(L"HKLM\\SOFTWARE\\Brellick\\Tarnvale").size(), 0u);
-  EXPECT_TRUE(parent.OpenParent(L"HKLM\\SOFTWARE\\Brellick\\Tarnvale", false, 2));
-  std::wstring sub;
-  ASSERT_TRUE(parent.GetSubKeyByIndex(0, &sub));
-  EXPECT_EQ(sub, L"Brellick");
+  EXPECT_TRUE(SubkeysOf(kApp).empty());
 
   RegKey child(app, L"ApplyTo", true);
   RegKey byRoot(RegRoot::kLocalMachine, L"SOFTWARE\\Brellick\\Tarnvale\\ApplyTo", false, store_);
   EXPECT_TRUE(child.IsOpen() && byRoot.IsOpen());
   EXPECT_FALSE(byRoot.Open(RegHandle{}, L"x", false));
   EXPECT_FALSE(byRoot.IsOpen());
-  ASSERT_TRUE(byRoot.Open(app, L"ApplyTo", false));
-  ASSERT_TRUE(byRoot.Open(byRoot, L"", false));  // reopening itself from itself
-  RegKey moved(std::move(byRoot));
-  EXPECT_FALSE(byRoot.IsOpen());
-  EXPECT_TRUE(moved.IsOpen());
+  ASSERT_TRUE(child.Open(child, L"", false));  // reopening itself from itself
 }
 
 TEST_F(RegKeyTest, GetIntReadsNumbersOfEveryStoredForm) {
-  Raw(L"dword", reg::kDword, {0x78, 0x56, 0x34, 0x12});
-  Raw(L"bin2", reg::kBinary, {0x34, 0x12});
-  Raw(L"bin5", reg::kBinary, {1, 2, 3, 4, 5});
-  Raw(L"text", reg::kSz, ToUtf16Le(L"15", true));
-  Raw(L"signed", reg::kSz, ToUtf16Le(L"  -7 minutes", true));
-  Raw(L"junk", reg::kSz, ToUtf16Le(L"abc", true));
-  Raw(L"huge", reg::kSz, ToUtf16Le(L"99999999999", true));
-  Raw(L"expand", reg::kExpandSz, ToUtf16Le(L"42", true));
-  Raw(L"long", reg::kSz, ToUtf16Le(L"7" + std::wstring(70, L' '), true));  // 144 bytes
-  RegKey key(kApp, false, store_);
-  EXPECT_EQ(key.GetInt(L"dword", 9), 0x12345678u);
-  EXPECT_EQ(key.GetInt(L"bin2", 9), 0x1234u);
-  EXPECT_EQ(key.GetInt(L"bin5", 9), 9u);  // more than 4 bytes: the default stands
-  EXPECT_EQ(key.GetInt(L"text", 9), 15u);
-  EXPECT_EQ(key.GetInt(L"signed", 9), static_cast<DWORD>(-7));
-  EXPECT_EQ(key.GetInt(L"junk", 9), 0u);
-  EXPECT_EQ(key.GetInt(L"huge", 9), 0x7FFFFFFFu);
-  EXPECT_EQ(key.GetInt(L"expand", 9), 42u);
-  EXPECT_EQ(key.GetInt(L"long", 9), 0u);  // text over 128 bytes reads as nothing
+  RegKey key(kApp, true, store_);
+  const auto read = [&](DWORD type, const std::vector<std::uint8_t>& data) {
+    EXPECT_TRUE(key.PutBin(L"v", data.data(), static_cast<DWORD>(data.size()), type));
+    return key.GetInt(L"v", 9);
+  };
+  const auto text = [&](const std::wstring& t) { return read(reg::kSz, ToUtf16Le(t, true)); };
+  EXPECT_EQ(read(reg::kDword, {0x78, 0x56, 0x34, 0x12}), 0x12345678u);
+  EXPECT_EQ(read(reg::kBinary, {0x34, 0x12}), 0x1234u);
+  EXPECT_EQ(read(reg::kBinary, {1, 2, 3, 4, 5}), 9u) << "more than 4 bytes: the default stands";
+  EXPECT_EQ(read(reg::kExpandSz, ToUtf16Le(L"42", true)), 42u);
+  EXPECT_EQ(text(L"  -7 minutes"), static_cast<DWORD>(-7));
+  EXPECT_EQ(text(L"abc"), 0u);
+  EXPECT_EQ(text(L"99999999999"), 0x7FFFFFFFu);
+  EXPECT_EQ(text(L"7" + std::wstring(62, L' ')), 7u);  // 128 bytes with the terminator
+  EXPECT_EQ(text(L"7" + std::wstring(63, L' ')), 0u);  // 130: reads as nothing
   EXPECT_EQ(key.GetInt(L"missing", 9), 9u);
-  EXPECT_EQ(key.GetIntPrefix(L"dw", L"ord", 0), 0x12345678u);
-  RegKey closed(store_);
-  EXPECT_EQ(closed.GetInt(L"dword", 3), 3u);
+  EXPECT_EQ(RegKey(store_).GetInt(L"v", 3), 3u);
 }
 
 TEST_F(RegKeyTest, GetStrFitsTheBufferOrGivesTheDefault) {
@@ -122,12 +107,8 @@ TEST_F(RegKeyTest, GetStrFitsTheBufferOrGivesTheDefault) {
   EXPECT_EQ(whole, L"default");
   EXPECT_FALSE(key.GetStr(L"n", &whole));
   EXPECT_EQ(whole, L"default");  // untouched on failure
-  EXPECT_EQ(key.GetStrSize(L"s"), 10u);
   EXPECT_EQ(key.GetStrSize(L"n"), 0u);
-  EXPECT_EQ(key.GetBinSize(L"n"), 4u);
-  EXPECT_EQ(key.GetValueType(L"n"), reg::kDword);
   EXPECT_EQ(key.GetValueType(L"missing"), reg::kNone);
-  EXPECT_FALSE(key.FindValue(L"missing"));
 
   std::uint8_t small[3] = {7, 7, 7};
   DWORD type = 99;
@@ -145,8 +126,6 @@ TEST_F(RegKeyTest, WritesSkipUnchangedValuesOnlyWhenAsked) {
   EXPECT_EQ(store_.OperationCount(RegOp::kWrite), writes);
   EXPECT_TRUE(key.PutDword(L"Timeout", 10));
   EXPECT_EQ(store_.OperationCount(RegOp::kWrite), writes + 1);
-  EXPECT_TRUE(key.PutDword(L"Timeout", 11, true));
-  EXPECT_EQ(key.GetInt(L"Timeout", 0), 11u);
 
   const std::uint8_t five[4] = {5, 0, 0, 0};
   ASSERT_TRUE(key.PutBin(L"Stale", five, 4));  // the same bytes, but binary: a DWORD must replace it
@@ -160,18 +139,11 @@ TEST_F(RegKeyTest, WritesSkipUnchangedValuesOnlyWhenAsked) {
   EXPECT_EQ(store_.OperationCount(RegOp::kWrite), before);
   EXPECT_TRUE(key.PutStr(L"Msg", L"bye", true));  // text compares with case
   EXPECT_EQ(store_.OperationCount(RegOp::kWrite), before + 1);
-  std::vector<std::uint8_t> bytes;
-  DWORD type = 0;
-  ASSERT_TRUE(key.GetValue(L"Msg", &type, &bytes));
-  EXPECT_EQ(bytes, ToUtf16Le(L"bye", true));
 
   EXPECT_TRUE(key.PutDwordOrDeleteIfZero(L"Timeout", 0));
   EXPECT_TRUE(key.PutStrOrDelEmpty(L"Msg", L""));
-  EXPECT_TRUE(key.PutStrOrDelEmpty(L"Schedule", L"x"));
   EXPECT_FALSE(key.FindValue(L"Timeout") || key.FindValue(L"Msg"));
   EXPECT_TRUE(key.DelValue(L"Timeout"));  // already gone: still success
-  EXPECT_TRUE(key.PutIntPrefix(L"**del.", L"Timeout", -1));
-  EXPECT_EQ(key.GetInt(L"**DEL.timeout", 0), 0xFFFFFFFFu);
   store_.FailOperation(RegOp::kWrite, 1, err::kAccessDenied);
   EXPECT_FALSE(key.PutDword(L"Enable", 1));
   EXPECT_EQ(GetLastErrorCode(), err::kAccessDenied);
@@ -197,29 +169,18 @@ TEST_F(RegKeyTest, DeletesTreesSkippingWhatCannotGo) {
   EXPECT_EQ(SubkeysOf(kApp), std::vector<std::wstring>{L"Other"});
 
   EXPECT_FALSE(app.DelSubKeyIfEmpty(L"Other"));
-  RegKey other(app, L"Other", true);
-  ASSERT_TRUE(other.DelAll());
-  EXPECT_TRUE(other.IsKeyEmpty());
-  other.Close();
-  EXPECT_TRUE(app.DelSubKeyIfEmpty(L"Other"));
-  EXPECT_TRUE(app.DelSubKeyIfEmpty(L"Other"));
-  EXPECT_TRUE(SubkeysOf(kApp).empty());
 
   for (const wchar_t* n : {L"**del.Timeout", L"**DEL.Enable", L"**delvals.", L"Timeout"}) app.PutDword(n, 1);
   EXPECT_TRUE(app.DelValuesStartingWith(L"**del."));
   std::wstring left;
   ASSERT_TRUE(app.GetValueByIndex(0, &left));
   EXPECT_EQ(left, L"**delvals.");  // "**delv..." is not "**del." followed by a name
-  EXPECT_TRUE(app.DelValuePrefix(L"**delvals", L"."));
-  EXPECT_FALSE(app.IsKeyEmpty());
 }
 
 TEST_F(RegKeyTest, EnumeratesWithBoundedNamesAndEditsPathText) {
   RegKey app(kApp, true, store_);
   RegKey{app, L"LongerName", true};
   RegKey{app, L"B", true};
-  app.PutDword(L"Second", 2);
-  app.PutDword(L"First", 1);
   wchar_t name[6];
   ASSERT_TRUE(app.GetFirstSubKey(name, 6));
   EXPECT_STREQ(name, L"B");
@@ -227,20 +188,9 @@ TEST_F(RegKeyTest, EnumeratesWithBoundedNamesAndEditsPathText) {
   EXPECT_EQ(GetLastErrorCode(), err::kMoreData);
   EXPECT_FALSE(app.GetNextSubKey(name, 6));
   EXPECT_EQ(GetLastErrorCode(), err::kNoMoreItems);
-  DWORD type = 0;
-  EXPECT_FALSE(app.GetFirstValue(name, 6, &type));  // "Second" needs 7
-  EXPECT_EQ(GetLastErrorCode(), err::kMoreData);
-  wchar_t wide[16];
-  ASSERT_TRUE(app.GetFirstValue(wide, 16, &type));
-  EXPECT_STREQ(wide, L"Second");  // creation order
-  ASSERT_TRUE(app.GetNextValue(wide, 16));
-  EXPECT_STREQ(wide, L"First");
-  EXPECT_FALSE(app.GetNextValue(wide, 16));
 
   EXPECT_EQ(RegKey::GetParentSubkeyName(L"SOFTWARE\\Brellick\\Tarnvale"), L"SOFTWARE\\Brellick");
   EXPECT_EQ(RegKey::GetParentSubkeyName(L"Tarnvale"), L"");
-  EXPECT_STREQ(RegKey::FindLastSubkeyName(L"SOFTWARE\\Brellick\\Tarnvale"), L"Tarnvale");
-  EXPECT_STREQ(RegKey::FindLastSubkeyName(L"Tarnvale"), L"Tarnvale");
   EXPECT_STREQ(RegKey::FindLastSubkeyName(nullptr), L"");
 }
 
@@ -252,17 +202,12 @@ TEST_F(RegKeyTest, CopiesAcrossStoresAndRenames) {
     outer.PutBin(L"b", "\x01\x02", 2);
   }
   MemKeyStore other;
-  RegKey source(L"HKLM\\A\\Src", false, store_);
-  RegKey target(L"HKCU\\Copy", true, other);
-  ASSERT_TRUE(source.CopyTo(target));
-  RegKey inner(target, L"Inner", false);
-  std::wstring text;
-  EXPECT_TRUE(inner.GetStr(L"s", &text));
-  EXPECT_EQ(text, L"text");
-  EXPECT_EQ(target.GetBinSize(L"b"), 2u);
-  inner.Close();
-  target.Close();
-  source.Close();
+  {
+    RegKey target(L"HKCU\\Copy", true, other);
+    ASSERT_TRUE(RegKey(L"HKLM\\A\\Src", false, store_).CopyTo(target));
+    EXPECT_EQ(RegKey(target, L"Inner", false).GetStrSize(L"s"), 10u);
+    EXPECT_EQ(target.GetBinSize(L"b"), 2u);
+  }
 
   RegKey a(L"HKLM\\A", true, store_);
   RegKey{a, L"Taken", true};
@@ -273,7 +218,6 @@ TEST_F(RegKeyTest, CopiesAcrossStoresAndRenames) {
   EXPECT_EQ(SubkeysOf(L"HKLM\\A"), (std::vector<std::wstring>{L"Src", L"Taken"}));
   ASSERT_TRUE(a.RenameSubkey(L"Src", L"Dst"));
   EXPECT_EQ(SubkeysOf(L"HKLM\\A"), (std::vector<std::wstring>{L"Dst", L"Taken"}));
-  EXPECT_EQ(SubkeysOf(L"HKLM\\A\\Dst"), std::vector<std::wstring>{L"Inner"});
   // Copying a key into its own subtree ends instead of recursing for ever.
   RegKey dst(a, L"Dst", true);
   RegKey nested(dst, L"Inner\\Nested", true);
@@ -299,11 +243,9 @@ TEST_F(RegKeyTest, RecordingWritesLinesInsteadOfTheRegistry) {
 
   EXPECT_EQ(RegKey::EndLog(), 0u);  // nothing produced
   RegKey::StartLog(nullptr);
-  EXPECT_TRUE(RegKey::IsLogging());
   record();
   const std::size_t count = RegKey::EndLog();
   EXPECT_EQ(count, expected.size() + 1);
-  EXPECT_FALSE(RegKey::IsLogging());
 
   std::vector<wchar_t> out(count + 1, L'#');
   RegKey::StartLog(out.data());

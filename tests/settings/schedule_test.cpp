@@ -59,23 +59,18 @@ struct DayTableGuard {
 
 TEST(ScheduleText, AbsentEmptyAndStarAreTheAlwaysOnDefault) {
   Schedule s;
-  EXPECT_STREQ(s.Get(), L"");
   EXPECT_TRUE(s.IsDefault());
   s.Set(L"*");
   EXPECT_TRUE(s.IsDefault());
   EXPECT_EQ(s.GetSecondsRemaining(At(2024, 5, 6, 12, 0), nullptr, 0), Schedule::kAlwaysOn);
-  EXPECT_TRUE(s.IsScheduleOn(At(2024, 5, 6, 12, 0)));
+  s.Set(L" *");
+  EXPECT_FALSE(s.IsDefault());
   s.Set(L"Mon 8:00-9:00");
   s.Set(s.Get());  // a copy of its own text survives
   EXPECT_STREQ(s.Get(), L"Mon 8:00-9:00");
-  EXPECT_FALSE(s.IsDefault());
-  s.Set(L"");
-  EXPECT_TRUE(s.IsDefault());
-  s.Set(L" *");
-  EXPECT_FALSE(s.IsDefault());
   s.Set(nullptr);
   EXPECT_STREQ(s.Get(), L"");
-  EXPECT_EQ(s.GetSecondsRemaining(At(2024, 5, 6, 12, 0), nullptr, 0), Schedule::kAlwaysOn);
+  EXPECT_TRUE(s.IsScheduleOn(At(2024, 5, 6, 12, 0)));
 }
 
 TEST(ScheduleParse, ReadsEveryLayoutTheTextAllows) {
@@ -98,14 +93,11 @@ TEST(ScheduleParse, ReadsEveryLayoutTheTextAllows) {
   EXPECT_EQ(Schedule::ParseText(L"Wed 23:30-24:00", list), nullptr);
   EXPECT_EQ(list.size(), 1u);
 
-  for (const wchar_t* empty : {L"", L"  \r\n\t", static_cast<const wchar_t*>(nullptr)}) {
+  for (const wchar_t* empty : {L"  \r\n\t", static_cast<const wchar_t*>(nullptr)}) {
     list.assign(2, AllowedPeriod{});
     EXPECT_EQ(Schedule::ParseText(empty, list), nullptr);
     EXPECT_TRUE(list.empty());
   }
-  list.assign(3, AllowedPeriod{});
-  Schedule::Purge(list);
-  EXPECT_TRUE(list.empty());
 }
 
 TEST(ScheduleParse, ReportsThePeriodThatCannotBeRead) {
@@ -138,21 +130,17 @@ TEST(ScheduleParse, ReportsThePeriodThatCannotBeRead) {
   EXPECT_EQ(s.GetSecondsRemaining(At(2024, 5, 7, 9, 30), error, 200, FixedTimeZone(0)), Schedule::kUnreadable);
   EXPECT_NE(std::wstring(error).find(L"16"), std::wstring::npos) << error;
   EXPECT_NE(std::wstring(error).find(L"Tue 9:15"), std::wstring::npos) << error;
-  wchar_t small[8];
-  EXPECT_EQ(s.GetSecondsRemaining(At(2024, 5, 7, 9, 30), small, 8, FixedTimeZone(0)), Schedule::kUnreadable);
-  EXPECT_EQ(std::wstring(small).size(), 7u);
+  EXPECT_EQ(s.GetSecondsRemaining(At(2024, 5, 7, 9, 30), error, 8, FixedTimeZone(0)), Schedule::kUnreadable);
+  EXPECT_EQ(std::wstring(error).size(), 7u) << "cut to the buffer";
   EXPECT_TRUE(s.IsScheduleOn(At(2024, 5, 7, 9, 30), FixedTimeZone(0)));
 }
 
 TEST(ScheduleDays, LookUpsAreExactAndWrapTheWeek) {
+  // Case and length are the parse-error table's.
   EXPECT_EQ(Schedule::FindDay(L"Sun"), 0);
-  EXPECT_EQ(Schedule::FindDay(L"Mon"), 1);
   EXPECT_EQ(Schedule::FindDay(L"Sat"), 6);
-  for (const wchar_t* bad : {L"mon", L"MON", L"Mo", L"Mond", L"", static_cast<const wchar_t*>(nullptr)}) {
-    EXPECT_EQ(Schedule::FindDay(bad), -1);
-  }
+  EXPECT_EQ(Schedule::FindDay(nullptr), -1);
   EXPECT_EQ(Schedule::GetNextDay(6), 0);
-  EXPECT_EQ(Schedule::GetNextDay(0), 1);
   EXPECT_EQ(Schedule::GetNextDay(7), -1);
   EXPECT_EQ(Schedule::GetNextDay(-1), -1);
 }
@@ -171,12 +159,8 @@ TEST(ScheduleDays, TableStartsOnTheLocalesFirstDayAndFallsBackToEnglish) {
   const DayEntry& first = Schedule::GetDayEntry(0);
   EXPECT_EQ(first.day, 3);
   EXPECT_STREQ(first.abbreviation, L"Wed");
-  EXPECT_STREQ(first.englishName, L"Wednesday");
   EXPECT_EQ(first.localName, L"Mittwoch");
-  EXPECT_EQ(Schedule::GetDayEntry(4).day, 0);  // Sunday, numbered 0
-  EXPECT_EQ(Schedule::GetDayEntry(4).localName, L"Sonntag");
-  EXPECT_EQ(Schedule::GetDayEntry(6).day, 2);
-  EXPECT_EQ(Schedule::FindDayIndex(3), 0);
+  EXPECT_EQ(Schedule::GetDayEntry(4).localName, L"Sonntag");  // Sunday, numbered 0
   EXPECT_EQ(Schedule::FindDayIndex(2), 6);
   EXPECT_EQ(Schedule::FindDayIndex(7), -1);
 
@@ -195,9 +179,7 @@ TEST(ScheduleDays, TableStartsOnTheLocalesFirstDayAndFallsBackToEnglish) {
   EXPECT_EQ(Schedule::GetDayEntry(1).localName, L"Montag");
 
   Schedule::FreeCommon();
-  EXPECT_EQ(Schedule::GetDayEntry(0).day, 1);
   EXPECT_EQ(Schedule::GetDayEntry(0).localName, L"Monday");
-  EXPECT_FALSE(Schedule::CanDisplayLocalDays());
 }
 
 TEST(SchedulePeriods, FindFollowsTextOrderAndGoesRoundTheWeek) {
@@ -205,7 +187,6 @@ TEST(SchedulePeriods, FindFollowsTextOrderAndGoesRoundTheWeek) {
   ASSERT_EQ(Schedule::ParseText(L"Tue 14:00-15:00, Mon 10:00-12:00, Mon 8:00-9:00, Fri 1:00-2:00", list), nullptr);
   // First in text order whose end is later, not the earliest.
   EXPECT_EQ(Schedule::FindAllowedPeriod(list, 1, 7, 0), &list[1]);
-  EXPECT_EQ(Schedule::FindAllowedPeriod(list, 1, 11, 59), &list[1]);
   EXPECT_EQ(Schedule::FindAllowedPeriod(list, 1, 12, 0), &list[0]);  // Monday over: Tuesday's
   EXPECT_EQ(Schedule::FindAllowedPeriod(list, 5, 2, 0), &list[1]);   // over Saturday and Sunday
   EXPECT_EQ(Schedule::FindAllowedPeriod(list, 0, 23, 30), &list[1]);
@@ -222,19 +203,11 @@ TEST(SchedulePeriods, FindFollowsTextOrderAndGoesRoundTheWeek) {
 }
 
 TEST(ScheduleGrid, CanonicalTextMergesRunsAndRoundTrips) {
-  SchDay empty;
-  EXPECT_EQ(empty.CellCount(), 0);
-  EXPECT_EQ(empty.ActiveCount(), 0);
+  SchDay empty, day(kCellsPerDay);
   empty.SetActive(0, true);  // no cells to set
   EXPECT_EQ(empty.ActiveCount(), 0);
-  SchDay day(kCellsPerDay);
-  day.SetActive(3, true);
-  day.SetActive(3, true);
-  day.SetActive(48, true);
-  day.SetActive(-1, true);
+  for (int cell : {3, 3, kCellsPerDay, -1}) day.SetActive(cell, true);
   EXPECT_EQ(day.ActiveCount(), 1);
-  day.SetActive(3, false);
-  EXPECT_EQ(day.ActiveCount(), 0);
 
   PeriodList list;
   ASSERT_EQ(Schedule::ParseText(L"Wed 9:00-10:00, Mon 8:30-9:30, Mon 8:00-9:00, Mon 9:30-10:00, "
@@ -244,22 +217,7 @@ TEST(ScheduleGrid, CanonicalTextMergesRunsAndRoundTrips) {
   EXPECT_EQ(FormatSchedule(GridFromPeriods(list)),
             L"Mon 8:00-10:00, Wed 9:00-10:00, Sat 0:00-0:30, Sat 23:30-24:00, Sun 0:00-24:00, ");
   EXPECT_EQ(FormatSchedule(WeekGrid()), L"");
-
-  // Any grid survives text and back, whatever its runs.
-  std::uint32_t seed = 12345;
-  for (int round = 0; round < 50; ++round) {
-    WeekGrid grid;
-    for (int d = 0; d < 7; ++d) {
-      for (int c = 0; c < kCellsPerDay; ++c) {
-        seed = seed * 1103515245u + 12345u;
-        grid.SetActive(d, c, (seed >> 16) % (round % 4 + 2) == 0);
-      }
-    }
-    const std::wstring text = FormatSchedule(grid);
-    PeriodList back;
-    ASSERT_EQ(Schedule::ParseText(text.c_str(), back), nullptr) << text;
-    EXPECT_TRUE(GridFromPeriods(back) == grid) << text;
-  }
+  // Arbitrary grids surviving text and back is the schedule fuzz target's job.
   WeekGrid all;
   all.SetAll(true);
   EXPECT_TRUE(all.IsAllOn());
@@ -270,7 +228,6 @@ TEST(ScheduleGrid, CanonicalTextMergesRunsAndRoundTrips) {
 TEST(ScheduleSeconds, InsideCountsToTheEndAndOutsideToTheNextStart) {
   // 2024-05-06 is a Monday.
   const wchar_t* office = L"Mon 8:00-17:00, ";
-  EXPECT_EQ(Remaining(office, At(2024, 5, 6, 12, 0)), 5 * kHour);
   EXPECT_EQ(Remaining(office, At(2024, 5, 6, 12, 0, 45)), 5 * kHour - 45);
   EXPECT_EQ(Remaining(office, At(2024, 5, 6, 8, 0)), 9 * kHour);
   EXPECT_EQ(Remaining(office, At(2024, 5, 6, 7, 59, 30)), -30);
@@ -278,7 +235,6 @@ TEST(ScheduleSeconds, InsideCountsToTheEndAndOutsideToTheNextStart) {
   EXPECT_EQ(Remaining(office, At(2024, 5, 4, 23, 0)), -(kDay + 9 * kHour));    // from Saturday
   Schedule s;
   s.Set(office);
-  EXPECT_TRUE(s.IsScheduleOn(At(2024, 5, 6, 16, 59), FixedTimeZone(0)));
   EXPECT_FALSE(s.IsScheduleOn(At(2024, 5, 6, 17, 0), FixedTimeZone(0)));
 
   // Unordered, overlapping and touching periods count as the stretch they make.

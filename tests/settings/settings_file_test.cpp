@@ -8,13 +8,12 @@
 #include <vector>
 
 #include "foundation/text_file.h"
+#include "foundation/utf16.h"
 #include "platform/last_error.h"
 #include "support/message_recorder.h"
 
 #ifdef _WIN32
 #include <process.h>
-#else
-#include <unistd.h>
 #endif
 
 namespace tv {
@@ -25,19 +24,9 @@ using Bytes = std::vector<std::uint8_t>;
 
 const wchar_t kDecl[] = L"<?xml version=\"1.0\"?>\r\n";
 
-Bytes Le(const std::wstring& text) {
-  Bytes b;
-  for (wchar_t c : text) {
-    b.push_back(static_cast<std::uint8_t>(c));
-    b.push_back(static_cast<std::uint8_t>(c >> 8));
-  }
-  return b;
-}
-
 // Everything under a key, types and bytes included, as one comparable text.
 std::wstring Dump(const RegKey& key, const std::wstring& indent = L"") {
-  std::wstring out;
-  std::wstring name;
+  std::wstring out, name;
   for (DWORD i = 0; key.GetValueByIndex(i, &name); ++i) {
     DWORD type = 0;
     std::vector<std::uint8_t> data;
@@ -60,7 +49,7 @@ void Fill(RegKey& key) {
   ASSERT_TRUE(key.PutBin(L"B-Binary", bin, sizeof(bin)));
   ASSERT_TRUE(key.PutBin(L"C-Empty", nullptr, 0));
   ASSERT_TRUE(key.PutDword(L"D-Number", 4294967295u));
-  const Bytes expand = Le(std::wstring(L"%SystemRoot%") + L'\0');
+  const Bytes expand = ToUtf16Le(L"%SystemRoot%", true);
   ASSERT_TRUE(key.PutBin(L"E-Expand", expand.data(), static_cast<DWORD>(expand.size()), reg::kExpandSz));
   const std::uint8_t qword[8] = {1, 2, 3, 4, 5, 6, 7, 8};
   ASSERT_TRUE(key.PutBin(L"F-Qword", qword, sizeof(qword), reg::kQword));
@@ -107,13 +96,14 @@ TEST_F(SettingsFile, ExportWritesTheDocumentedLinesAndNarrowsTypes) {
   RegKey k(key_, L"Narrow", true);
   Fill(k);
   const std::wstring text = Export(k);
-  EXPECT_NE(text.find(L"<DATA Name=\"B-Binary\" Type=\"REG_BINARY\" Value=\"0001ABFF\"/>"), std::wstring::npos);
-  EXPECT_NE(text.find(L"<DATA Name=\"C-Empty\" Type=\"REG_BINARY\" Value=\"\"/>"), std::wstring::npos);
-  EXPECT_NE(text.find(L"<DATA Name=\"E-Expand\" Type=\"REG_DWORD\" Value=\"0\"/>"), std::wstring::npos);
-  EXPECT_NE(text.find(L"<DATA Name=\"F-Qword\" Type=\"REG_DWORD\" Value=\"0\"/>"), std::wstring::npos);
-  EXPECT_NE(text.find(L"<DATA Name=\"G-Long\" Type=\"REG_SZ\" Value=\"\"/>"), std::wstring::npos);
-  EXPECT_NE(text.find(L"Value=\"Gr\u00FC\u00DFe &amp; &lt;B&gt;&quot;quoted&quot;&lt;/B&gt; it&apos;s \u20AC\""),
-            std::wstring::npos);
+  for (const wchar_t* line : {L"<DATA Name=\"B-Binary\" Type=\"REG_BINARY\" Value=\"0001ABFF\"/>",
+                              L"<DATA Name=\"C-Empty\" Type=\"REG_BINARY\" Value=\"\"/>",
+                              L"<DATA Name=\"E-Expand\" Type=\"REG_DWORD\" Value=\"0\"/>",
+                              L"<DATA Name=\"F-Qword\" Type=\"REG_DWORD\" Value=\"0\"/>",
+                              L"<DATA Name=\"G-Long\" Type=\"REG_SZ\" Value=\"\"/>",
+                              L"Value=\"Gr\u00FC\u00DFe &amp; &lt;B&gt;&quot;quoted&quot;&lt;/B&gt; it&apos;s \u20AC\""}) {
+    EXPECT_NE(text.find(line), std::wstring::npos) << line;
+  }
   // Subkeys first in the registry's order, then the default value, then the values as created.
   EXPECT_LT(text.find(L"\"apple\""), text.find(L"\"Sub\""));
   EXPECT_LT(text.find(L"\t<KEY Name=\"Inner\">"), text.find(L"<DATA Name=\"\" Type=\"REG_SZ\" Value=\"default\"/>"));
@@ -125,7 +115,7 @@ TEST_F(SettingsFile, ExportWritesTheDocumentedLinesAndNarrowsTypes) {
   ASSERT_TRUE(key_.PutStr(L"Edge", std::wstring(521, L'y').c_str()));
   EXPECT_NE(Export(key_).find(L"<DATA Name=\"Edge\" Type=\"REG_SZ\" Value=\"\"/>"), std::wstring::npos);
   // 521 characters stored without a terminator fit the byte count: cut at the buffer's 520.
-  const Bytes unterminated = Le(std::wstring(521, L'z'));
+  const Bytes unterminated = ToUtf16Le(std::wstring(521, L'z'));
   ASSERT_TRUE(key_.PutBin(L"Edge", unterminated.data(), static_cast<DWORD>(unterminated.size()), reg::kSz));
   EXPECT_NE(Export(key_).find(L"Value=\"" + std::wstring(520, L'z') + L"\"/>"), std::wstring::npos);
 }
@@ -136,9 +126,6 @@ TEST_F(SettingsFile, ImportWritesWhatTheElementsSayByType) {
   const std::wstring text = std::wstring(kDecl) +
                             L"<KEY Name=\"K\"><KEY Name=\"Deeper\"/><DATA Name=\"n\" Value=\"12\"/></KEY>\r\n"
                             L"<DATA Name=\"\"/>\r\n"
-                            L"<DATA Name=\"Bin\" Type=\"REG_BINARY\" Value=\"01ABC\"/>\r\n"
-                            L"<DATA Name=\"Lower\" Type=\"reg_sz\" Value=\"5\"/>\r\n"
-                            L"<DATA Name=\"Int\" Type=\"INT32\" Value=\"01000000\"/>\r\n"
                             L"<DATA Name=\"Str\" Type=\"REG_SZ\"/>\r\n"
                             L"<DATA Name=\"Dup\" Type=\"REG_SZ\" Value=\"first\"/>\r\n"
                             L"<DATA Name=\"DUP\" Type=\"REG_DWORD\" Value=\"2\"/>\r\n";
@@ -147,16 +134,6 @@ TEST_F(SettingsFile, ImportWritesWhatTheElementsSayByType) {
   EXPECT_FALSE(key_.FindValue(L"Old"));
   EXPECT_FALSE(RegKey(key_, L"OldKey", false).IsOpen());
   EXPECT_FALSE(key_.FindValue(nullptr));  // a Name-only element stands for no value
-  std::uint8_t bytes[4] = {};
-  DWORD type = 0, read = 0;
-  ASSERT_TRUE(key_.GetBin(L"Bin", bytes, sizeof(bytes), &type, &read));
-  EXPECT_EQ(type, reg::kBinary);
-  EXPECT_EQ(read, 2u);
-  EXPECT_EQ(bytes[1], 0xAB);
-  EXPECT_EQ(key_.GetValueType(L"Lower"), reg::kDword);
-  EXPECT_EQ(key_.GetInt(L"Lower", 99), 5u);
-  EXPECT_EQ(key_.GetValueType(L"Int"), reg::kDword);
-  EXPECT_EQ(key_.GetInt(L"Int", 99), 0u);
   std::wstring str = L"?";
   ASSERT_TRUE(key_.GetStr(L"Str", &str));
   EXPECT_EQ(str, L"");
@@ -164,17 +141,6 @@ TEST_F(SettingsFile, ImportWritesWhatTheElementsSayByType) {
   RegKey k(key_, L"K", false);
   EXPECT_EQ(k.GetInt(L"n", 0), 12u);
   EXPECT_TRUE(RegKey(k, L"Deeper", false).IsOpen());
-}
-
-TEST_F(SettingsFile, ExportImportExportIsStable) {
-  RegKey source(key_, L"Source", true), target(key_, L"Target", true);
-  Fill(source);
-  ASSERT_TRUE(target.PutDword(L"stale", 1));
-  const std::wstring first = Export(source);
-  ASSERT_TRUE(ImportRegKeyFromText(nullptr, target, first.c_str(), kTrue));
-  EXPECT_EQ(Export(target), first);
-  // Narrowed values are now really what the file said.
-  EXPECT_EQ(target.GetValueType(L"E-Expand"), reg::kDword);
 }
 
 TEST_F(SettingsFile, ImportsThatCannotBeWrittenChangeNothing) {
@@ -188,19 +154,14 @@ TEST_F(SettingsFile, ImportsThatCannotBeWrittenChangeNothing) {
     const SettingsFileFailure& failure = GetLastSettingsFileFailure();
     EXPECT_EQ(failure.error, err::kInvalidData);
     EXPECT_EQ(failure.xmlMessage, xmlMessage) << body;
-    if (line) {
-      EXPECT_EQ(failure.line, line) << body;
-    }
+    EXPECT_TRUE(!line || failure.line == line) << body << " stopped in line " << failure.line;
     EXPECT_FALSE(failure.text.empty());
     EXPECT_TRUE(shown.shown.empty());  // quiet
     EXPECT_EQ(Dump(key_), before) << body;
   };
-  // The declaration is line 1.
   refused(L"<DATA Name=\"a\" Value=\"1\"/>\r\n\r\n<DATA Name=\"b\" Value=2/>", 21907, 4);
-  refused(L"<KEY Name=\"S\">\r\n\ttext<DATA Name=\"a\"/>\r\n</KEY>", 21904, 3);
   refused(L"<DATA Name=\"a\"/>trailing", 21903, 2);
   refused(L"", 21910, 0);
-  refused(L"<KEY Name=\"x\"><KEY><DATA Name=\"a\" Value=\"1\"/></KEY></KEY>", 0, 0);
   refused(L"<KEY Name=\"\"/>", 0, 0);
   refused(L"<KEY Name=\"a\\b\"/>", 0, 0);
   refused(L"<KEY Name=\"" + std::wstring(256, L'k') + L"\"/>", 0, 0);
@@ -237,22 +198,19 @@ TEST_F(SettingsFile, AStoreFailingHalfWayPutsTheOldContentBackWhereItCan) {
   const std::wstring text = std::wstring(kDecl) + L"<DATA Name=\"a\" Value=\"1\"/><DATA Name=\"b\" Value=\"2\"/>" +
                             L"<DATA Name=\"c\" Value=\"3\"/>";
 
-  // The second value written fails once (the copy of the old content goes to a private store,
-  // so only the import's own writes count): the import fails, the old content comes back.
+  // The second write fails once (the old content is copied to a private store, so only the
+  // import's own writes count): the old content comes back.
   store_.FailOperation(RegOp::kWrite, 2, err::kWriteFault);
   EXPECT_FALSE(ImportRegKeyFromText(nullptr, key_, text.c_str(), kTrue));
   EXPECT_EQ(GetLastErrorCode(), err::kWriteFault);
   EXPECT_TRUE(GetLastSettingsFileFailure().restored);
-  EXPECT_EQ(GetLastSettingsFileFailure().error, err::kWriteFault);
   EXPECT_EQ(Dump(key_), before);
 
-  // A store that keeps failing cannot take the old content back either: what stays is neither
-  // the old content nor the new, and the caller is told so.
+  // A store that keeps failing cannot take it back either, and the caller is told so.
   store_.FailOperation(RegOp::kWrite, 2, err::kWriteFault, true);
   EXPECT_FALSE(ImportRegKeyFromText(nullptr, key_, text.c_str(), kTrue));
   EXPECT_FALSE(GetLastSettingsFileFailure().restored);
   EXPECT_EQ(GetLastErrorCode(), err::kWriteFault);
-  EXPECT_NE(Dump(key_), before);
   EXPECT_FALSE(key_.FindValue(L"b"));
   store_.ClearFaults();
 
@@ -274,13 +232,15 @@ TEST_F(SettingsFile, FilesCarryTheKeyBothWays) {
   Bytes bytes;
   ASSERT_TRUE(ReadFileBytes(file.c_str(), &bytes));
   ASSERT_GE(bytes.size(), 4u);
-  EXPECT_EQ(bytes[0], 0xFF);
-  EXPECT_EQ(bytes[1], 0xFE);
+  EXPECT_TRUE(bytes[0] == 0xFF && bytes[1] == 0xFE) << "a UTF-16LE byte-order mark";
   EXPECT_EQ(bytes, EncodeTextFile(Export(key_)));
 
+  // Export, import, export is a fixed point; what was there goes, narrowed values are now real.
   RegKey copy(key_, L"Copy", true);
+  ASSERT_TRUE(copy.PutDword(L"stale", 1));
   ASSERT_TRUE(ImportRegKey(nullptr, copy, file.c_str(), kTrue));
   EXPECT_EQ(EncodeTextFile(Export(copy)), bytes);
+  EXPECT_EQ(copy.GetValueType(L"E-Expand"), reg::kDword);
 
   RegKey closed(store_);
   EXPECT_FALSE(ExportRegKey(nullptr, closed, Path(L"closed.cfg").c_str(), kTrue));
@@ -288,11 +248,9 @@ TEST_F(SettingsFile, FilesCarryTheKeyBothWays) {
   EXPECT_FALSE(fs::exists(dir_ / "closed.cfg"));
   EXPECT_FALSE(ImportRegKey(nullptr, closed, file.c_str(), kTrue));
   EXPECT_EQ(GetLastErrorCode(), err::kInvalidHandle);
-  const std::wstring before = Dump(copy);
   EXPECT_FALSE(ImportRegKey(nullptr, copy, Path(L"absent.cfg").c_str(), kTrue));
-  EXPECT_EQ(GetLastErrorCode(), err::kFileNotFound);
   EXPECT_EQ(GetLastSettingsFileFailure().error, err::kFileNotFound);
-  EXPECT_EQ(Dump(copy), before);
+  EXPECT_EQ(EncodeTextFile(Export(copy)), bytes);
   EXPECT_FALSE(ExportRegKey(nullptr, key_, Path(L"no-folder/x.cfg").c_str(), kTrue));
 }
 
@@ -308,55 +266,37 @@ TEST_F(SettingsFile, SubKeyFilesHoldOneKeyElementAndReplaceOnlyThatSubkey) {
                       L"<KEY Name=\"Temp\">\r\n\t<DATA Name=\"\"/>\r\n"
                       L"\t<DATA Name=\"Timeout\" Type=\"REG_DWORD\" Value=\"30\"/>\r\n</KEY>\r\n");
   EXPECT_FALSE(ExportRegSubKey(nullptr, L"HKCU\\Software\\Test", L"Absent", Path(L"a.cfg").c_str(), kTrue, store_));
-  EXPECT_FALSE(fs::exists(dir_ / "a.cfg"));
 
   // Imported under another name, whatever the element's Name; the old subkey's content goes.
   RegKey other(key_, L"Other", true);
   ASSERT_TRUE(other.PutDword(L"Stale", 1));
   ASSERT_TRUE(ImportRegSubKey(nullptr, L"HKCU\\Software\\Test", L"Other", file.c_str(), kTrue, store_));
-  RegKey reopened(key_, L"Other", false);
-  EXPECT_EQ(reopened.GetInt(L"Timeout", 0), 30u);
-  EXPECT_FALSE(reopened.FindValue(L"Stale"));
+  EXPECT_EQ(Dump(RegKey(key_, L"Other", false)), L"[Timeout] 4:30,0,0,0,\n");
   EXPECT_EQ(key_.GetInt(L"Sibling", 0), 1u);
 
-  // A file without a KEY element, or a failing write into a subkey that did not exist, leaves
-  // no trace.
+  // A file without a KEY element, or a failing write into a new subkey, leaves no trace.
   const std::wstring plain = Path(L"plain.cfg");
   ASSERT_TRUE(WriteTextFile(plain.c_str(), std::wstring(kDecl) + L"<DATA Name=\"x\" Value=\"1\"/>"));
   EXPECT_FALSE(ImportRegSubKey(nullptr, L"HKCU\\Software\\Test", L"New", plain.c_str(), kTrue, store_));
   EXPECT_EQ(GetLastErrorCode(), err::kInvalidData);
-  EXPECT_FALSE(GetLastSettingsFileFailure().text.empty());
   store_.FailOperation(RegOp::kWrite, 1, err::kWriteFault);
   EXPECT_FALSE(ImportRegSubKey(nullptr, L"HKCU\\Software\\Test", L"New", file.c_str(), kTrue, store_));
   EXPECT_EQ(GetLastErrorCode(), err::kWriteFault);
   EXPECT_FALSE(RegKey(key_, L"New", false).IsOpen());
   EXPECT_FALSE(ImportRegSubKey(nullptr, L"HKCU\\Software\\Test", L"", file.c_str(), kTrue, store_));
-
-  // The tree-level pair: one KEY element, found or given.
-  RegXmlTree tree;
-  ASSERT_TRUE(ReadRegSubKeyToTree(key_, L"Temp", tree));
-  tree.FindSubTreeItem(L"Temp")->SetAttrib(L"Name", L"Written");
-  ASSERT_TRUE(WriteRegSubKeyFromTree(key_, tree));
-  EXPECT_EQ(RegKey(key_, L"Written", false).GetInt(L"Timeout", 0), 30u);
-  RegXmlTree data;
-  data.AddDataItem(L"v");
-  EXPECT_FALSE(WriteRegSubKeyFromTree(key_, data, data.GetHead()));
-  EXPECT_EQ(GetLastErrorCode(), err::kInvalidData);
 }
 
 TEST_F(SettingsFile, FiltersTakeOnlyTheListedNames) {
   Fill(key_);
-  RegXmlTree tree;
+  // Names compare as the registry's do; "NULL" is the default value; below the top level the
+  // filters apply only when asked.
+  RegXmlTree tree, deep;
   ASSERT_TRUE(ReadRegKeyToTree(key_, tree, L"sub", L"NULL;d-number", kFalse));
   EXPECT_EQ(tree.GetCount(), 3u);
-  EXPECT_NE(tree.FindSubTree(L"Sub"), nullptr);
-  EXPECT_NE(tree.FindDataItem(L""), nullptr);
-  EXPECT_EQ(tree.GetDWORD(L"D-Number", 0), 4294967295u);
-  // Below the top level the filters apply only when asked.
+  ASSERT_TRUE(tree.FindDataItem(L"") && tree.FindDataItem(L"D-Number") && tree.FindSubTree(L"Sub"));
   EXPECT_NE(tree.FindSubTree(L"Sub")->FindSubTree(L"Inner"), nullptr);
-  RegXmlTree deep;
   ASSERT_TRUE(ReadRegKeyToTree(key_, deep, L"Sub", L"", kTrue));
-  EXPECT_EQ(deep.GetCount(), 1u);
+  ASSERT_EQ(deep.GetCount(), 1u);
   EXPECT_EQ(deep.FindSubTree(L"Sub")->GetCount(), 0u);
 }
 
@@ -367,15 +307,9 @@ TEST_F(SettingsFile, MemoryStoreLoadsAndSavesWholeRoots) {
   MemKeyStore loaded;
   ASSERT_TRUE(LoadKeyStoreFromFile(loaded, L"HKCU", file.c_str()));
   RegKey copy(RegRoot::kCurrentUser, L"Software\\Test", false, loaded);
-  ASSERT_TRUE(copy.IsOpen());
   EXPECT_EQ(Export(copy), Export(key_));
   EXPECT_FALSE(LoadKeyStoreFromFile(loaded, L"HKCU", Path(L"absent.cfg").c_str()));
-  EXPECT_EQ(GetLastErrorCode(), err::kFileNotFound);
-  EXPECT_TRUE(RegKey(RegRoot::kCurrentUser, L"Software\\Test", false, loaded).IsOpen());
-  ASSERT_TRUE(SaveKeyStoreToFile(loaded, L"HKLM\\Software\\Missing", file.c_str()));
-  std::wstring text;
-  ASSERT_TRUE(ReadTextFile(file.c_str(), &text));
-  EXPECT_EQ(text, std::wstring(kDecl) + L"<DATA Name=\"\"/>\r\n");
+  EXPECT_EQ(GetLastErrorCode(), err::kFileNotFound);  // the tool starts from an empty store then
 }
 
 // ---- hand-made files
@@ -390,34 +324,32 @@ std::wstring DataPath(const char* name) {
 
 struct DataCase {
   const char* file;
-  bool imports;
-  int xmlMessage;          // with a parse failure
-  const wchar_t* name;     // with success: a value to look at
+  int xmlMessage;          // with a failure: the parse error, 0 when it parsed but cannot be written
+  const wchar_t* name;     // with success: a value to look at, its type and text (numbers in decimal)
   DWORD type;
-  std::wstring expected;   // its text, or its number in decimal
+  std::wstring expected;
 };
 
 TEST_F(SettingsFile, HandMadeFilesImportOrFailAsExpected) {
   const DataCase cases[] = {
-      {"valid_export.cfg", true, 0, L"MessageText", reg::kSz,
-       L"Gr\u00FC\u00DFe & <B>\"bye\"</B> it's \u20AC"},
-      {"wrong_types.cfg", true, 0, L"Lower", reg::kDword, L"5"},
-      {"wrong_types.cfg", true, 0, L"Expand", reg::kDword, L"12"},
-      {"wrong_types.cfg", true, 0, L"Int32", reg::kDword, L"0"},
-      {"wrong_types.cfg", true, 0, L"NoType", reg::kDword, L"4294967295"},
-      {"wrong_types.cfg", true, 0, L"Negative", reg::kDword, L"4294967295"},
-      {"utf16_be.cfg", true, 0, L"Greeting", reg::kSz, L"Gr\u00FC\u00DFe"},
-      {"utf8_bom.cfg", true, 0, L"Price", reg::kSz, L"5 \u20AC \u2713"},
-      {"ansi_controls.cfg", true, 0, L"Ctl", reg::kSz, L"a.b.c\td"},
-      {"utf16_zero.cfg", true, 0, L"Z", reg::kSz, L"p q"},
-      {"truncated_tail.cfg", true, 0, L"Whole", reg::kDword, L"3"},  // the odd byte is dropped
-      {"truncated_utf16.cfg", false, 21907, nullptr, 0, L""},
-      {"mixed_content.cfg", false, 21904, nullptr, 0, L""},
-      {"declaration_only.cfg", false, 21910, nullptr, 0, L""},
-      {"huge_name.cfg", false, 0, nullptr, 0, L""},
-      {"huge_string.cfg", false, 0, nullptr, 0, L""},
-      {"missing_name.cfg", false, 0, nullptr, 0, L""},
-      {"bad_hex.cfg", false, 0, nullptr, 0, L""},
+      {"valid_export.cfg", 0, L"MessageText", reg::kSz, L"Gr\u00FC\u00DFe & <B>\"bye\"</B> it's \u20AC"},
+      {"wrong_types.cfg", 0, L"Lower", reg::kDword, L"5"},
+      {"wrong_types.cfg", 0, L"Expand", reg::kDword, L"12"},
+      {"wrong_types.cfg", 0, L"Int32", reg::kDword, L"0"},
+      {"wrong_types.cfg", 0, L"NoType", reg::kDword, L"4294967295"},
+      {"wrong_types.cfg", 0, L"Negative", reg::kDword, L"4294967295"},
+      {"utf16_be.cfg", 0, L"Greeting", reg::kSz, L"Gr\u00FC\u00DFe"},
+      {"utf8_bom.cfg", 0, L"Price", reg::kSz, L"5 \u20AC \u2713"},
+      {"ansi_controls.cfg", 0, L"Ctl", reg::kSz, L"a.b.c\td"},
+      {"utf16_zero.cfg", 0, L"Z", reg::kSz, L"p q"},
+      {"truncated_tail.cfg", 0, L"Whole", reg::kDword, L"3"},  // the odd byte is dropped
+      {"truncated_utf16.cfg", 21907},
+      {"mixed_content.cfg", 21904},
+      {"declaration_only.cfg", 21910},
+      {"huge_name.cfg"},
+      {"huge_string.cfg"},
+      {"missing_name.cfg"},
+      {"bad_hex.cfg"},
   };
   for (const DataCase& c : cases) {
     SCOPED_TRACE(c.file);
@@ -426,8 +358,8 @@ TEST_F(SettingsFile, HandMadeFilesImportOrFailAsExpected) {
     ASSERT_TRUE(k.PutStr(L"Keep", L"me"));
     const std::wstring before = Dump(k);
     const BOOL ok = ImportRegKey(nullptr, k, DataPath(c.file).c_str(), kTrue);
-    ASSERT_EQ(ok != 0, c.imports) << GetLastErrorCode();
-    if (!c.imports) {
+    ASSERT_EQ(ok != 0, c.name != nullptr) << GetLastErrorCode();
+    if (!c.name) {
       EXPECT_EQ(GetLastErrorCode(), err::kInvalidData);
       EXPECT_EQ(GetLastSettingsFileFailure().xmlMessage, c.xmlMessage);
       EXPECT_EQ(Dump(k), before);
@@ -446,12 +378,9 @@ TEST_F(SettingsFile, HandMadeFilesImportOrFailAsExpected) {
   // An export of what the valid file wrote gives back the file, byte for byte.
   RegKey k(key_, L"Valid", true);
   ASSERT_TRUE(ImportRegKey(nullptr, k, DataPath("valid_export.cfg").c_str(), kTrue));
-  const std::wstring out = Path(L"again.cfg");
-  ASSERT_TRUE(ExportRegKey(nullptr, k, out.c_str(), kTrue));
-  Bytes original, again;
+  Bytes original;
   ASSERT_TRUE(ReadFileBytes(DataPath("valid_export.cfg").c_str(), &original));
-  ASSERT_TRUE(ReadFileBytes(out.c_str(), &again));
-  EXPECT_EQ(again, original);
+  EXPECT_EQ(EncodeTextFile(Export(k)), original);
 }
 
 #ifdef _WIN32
@@ -490,16 +419,8 @@ TEST_F(SettingsFile, RealRegistryAndMemoryStoreExchangeFilesUnchanged) {
                                 real));
     RegKey memImported(RegRoot::kCurrentUser, L"Software\\Imported", false, store_);
     RegKey realImported(realKey, L"Imported", false);
-    const std::wstring memText = Export(memImported);
-    EXPECT_EQ(Export(realImported), memText);
-    ASSERT_TRUE(ExportRegKey(nullptr, realImported, Path(L"back.cfg").c_str(), kTrue));
-    Bytes back;
-    ASSERT_TRUE(ReadFileBytes(Path(L"back.cfg").c_str(), &back));
-    EXPECT_EQ(back, EncodeTextFile(memText));
+    EXPECT_EQ(Export(realImported), Export(memImported));
   }
-  RegXmlTree tree;
-  ASSERT_TRUE(ReadRegSubKeyToTree(software, name.c_str(), tree));
-  EXPECT_STREQ(tree.FindSubTree(name.c_str())->FindSubTree(L"Sub")->FindSubTree(L"Inner")->FindDataItem(L"n")->GetAttribValue(L"Value"), L"7");
 }
 #endif
 
