@@ -4,13 +4,12 @@
 // Input layout: two bytes choose buffer sizes, then the text. A byte below 0xF0 is one character;
 // 0xF0 and above takes the next two bytes as one 16-bit character. The first NUL separates the
 // argument from the switch name handed to the matching functions.
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <cwchar>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "foundation/cmdline.h"
 
@@ -26,133 +25,88 @@ bool IsBlank(wchar_t c) { return c == L' ' || c == L'\t'; }
 
 // A buffer of exactly `size` characters on the heap, so that AddressSanitizer sees any write past it.
 struct Exact {
-  explicit Exact(std::size_t n) : size(n), data(new wchar_t[n]) {
-    for (std::size_t i = 0; i < n; ++i) data[i] = L'#';
+  explicit Exact(std::size_t n, const std::wstring* fill = nullptr) : size(n), data(new wchar_t[n]) {
+    std::fill_n(data.get(), n, L'#');
+    if (fill) std::wmemcpy(data.get(), fill->c_str(), std::min(n, fill->size() + 1));  // perhaps unterminated
   }
-  std::size_t size;
-  std::unique_ptr<wchar_t[]> data;
-
+  wchar_t* get() const { return data.get(); }
   // Written output is terminated within the buffer and is the start of the full answer.
   void ExpectCutOf(const std::wstring& full) const {
     if (size == 0) return;
-    const std::size_t n = std::wcslen(data.get());  // ASan stops this if there is no terminator
-    Check(n < size);
-    Check(n == std::min(full.size(), size - 1));
-    Check(full.compare(0, n, data.get(), n) == 0);
+    const std::size_t n = std::wcslen(get());  // ASan stops this if there is no terminator
+    Check(n == std::min(full.size(), size - 1) && full.compare(0, n, get(), n) == 0);
   }
+  std::size_t size;
+  std::unique_ptr<wchar_t[]> data;
 };
 
 bool Inside(const wchar_t* p, const std::wstring& text) {
   return p >= text.c_str() && p <= text.c_str() + text.size();
 }
 
-void Exercise(const std::wstring& text, const std::wstring& name, const std::vector<std::size_t>& sizes) {
+void Exercise(const std::wstring& text, const std::wstring& name, const std::size_t (&sizes)[5]) {
   const wchar_t* line = text.c_str();
   const std::size_t big = text.size() + 3;
+  Exact path(big), args(big), ppath(big), pargs(big), data(big), clean(big), in_place(big, &text),
+      quoted(big, &text);
 
-  {
-    const wchar_t* p = line;
-    const BOOL quoted = tv::SkipLeadingWhiteSpaces(p);
-    Check(Inside(p, text));
-    Check(!IsBlank(*p));
-    Check(!quoted || p > line);
-  }
+  const BOOL has_path = tv::GetCmdLnPath(line, path.get(), big);
+  const std::wstring full_path = path.get();
+  Check(text.find(full_path) != std::wstring::npos && has_path == !full_path.empty());
 
-  // Program path.
-  Exact path(big);
-  const BOOL has_path = tv::GetCmdLnPath(line, path.data.get(), path.size);
-  const std::wstring full_path = path.data.get();
-  Check(text.find(full_path) != std::wstring::npos);
-  Check(has_path == !full_path.empty());
-
-  // Arguments.
-  Exact args(big);
-  const wchar_t* arg = tv::GetCmdLnArg(line, args.data.get(), args.size);
+  const wchar_t* arg = tv::GetCmdLnArg(line, args.get(), big);
   Check(arg == tv::GetCmdLnArg(line));
-  if (arg) {
-    Check(Inside(arg, text) && *arg && !IsBlank(*arg));
-    Check(std::wcscmp(arg, args.data.get()) == 0);
-  } else {
-    Check(args.data[0] == L'\0');
-  }
+  if (arg) Check(Inside(arg, text) && *arg && !IsBlank(*arg));
   const std::wstring full_args = arg ? arg : L"";
+  Check(full_args == args.get());
 
-  // One-pass split.
-  Exact ppath(big), pargs(big);
-  const wchar_t* parsed = tv::ParseCmdLn(line, ppath.data.get(), ppath.size, pargs.data.get(), pargs.size);
-  const std::wstring full_ppath = ppath.data.get();
-  const std::wstring full_pargs = parsed ? parsed : L"";
-  Check(text.find(full_ppath) != std::wstring::npos);
+  const wchar_t* parsed = tv::ParseCmdLn(line, ppath.get(), big, pargs.get(), big);
+  const std::wstring full_ppath = ppath.get(), full_pargs = parsed ? parsed : L"";
+  Check(text.find(full_ppath) != std::wstring::npos && full_pargs == pargs.get());
   if (parsed) Check(Inside(parsed, text) && *parsed && parsed >= line + full_ppath.size());
-  Check(full_pargs == pargs.data.get());
 
-  // Switch data.
-  Exact data(big);
   const wchar_t* rest = nullptr;
-  const BOOL has_data = tv::GetCmdLineSwitchData(line, data.data.get(), data.size, rest);
-  const std::wstring full_data = data.data.get();
+  const BOOL has_data = tv::GetCmdLineSwitchData(line, data.get(), big, rest);
+  const std::wstring full_data = data.get();
   if (rest) Check(has_data && Inside(rest, text) && *rest && !IsBlank(*rest) && rest > line);
   if (!has_data) Check(!rest && full_data.empty());
   Check(text.find(full_data) != std::wstring::npos);
 
-  // Cleaning, by copy and in place.
-  Exact clean(big);
-  tv::RemoveWhiteSpacesAndQuotes(clean.data.get(), line, clean.size);
-  const std::wstring full_clean = clean.data.get();
-  Check(full_clean.size() <= text.size());
-  {
-    Exact in_place(big);
-    std::wmemcpy(in_place.data.get(), line, text.size() + 1);
-    tv::RemoveWhiteSpacesAndQuotes(in_place.data.get(), nullptr, in_place.size);
-    Check(full_clean == in_place.data.get());
-  }
+  // Cleaning by copy and in place agree; quoting grows by exactly two or not at all.
+  tv::RemoveWhiteSpacesAndQuotes(clean.get(), line, big);
+  tv::RemoveWhiteSpacesAndQuotes(in_place.get(), nullptr, big);
+  const std::wstring full_clean = clean.get();
+  Check(full_clean.size() <= text.size() && full_clean == in_place.get());
+  Check(tv::AddQuotesIfSpace(quoted.get(), big));
+  const std::wstring full_quoted = quoted.get();
+  Check(full_quoted == text || full_quoted.size() == text.size() + 2);
 
-  // Quoting: never shrinks, grows by exactly two or not at all.
-  std::wstring full_quoted;
-  {
-    Exact quoted(big);
-    std::wmemcpy(quoted.data.get(), line, text.size() + 1);
-    const BOOL ok = tv::AddQuotesIfSpace(quoted.data.get(), quoted.size);
-    Check(ok);
-    full_quoted = quoted.data.get();
-    Check(full_quoted == text || full_quoted.size() == text.size() + 2);
-  }
-
-  // The same answers through buffers of every awkward size, and null buffers.
+  // The same answers through buffers of every awkward size.
   for (std::size_t size : sizes) {
-    Exact b1(size), b2(size), b3(size), b4(size), b5(size), b6(size);
-    Check(tv::GetCmdLnPath(line, b1.data.get(), size) == has_path);
+    Exact b1(size), b2(size), b3(size), b4(size), b5(size), b6(size), b7(size, &text), b8(size, &text);
+    Check(tv::GetCmdLnPath(line, b1.get(), size) == has_path);
     b1.ExpectCutOf(full_path);
-    Check(tv::GetCmdLnArg(line, b2.data.get(), size) == arg);
+    Check(tv::GetCmdLnArg(line, b2.get(), size) == arg);
     b2.ExpectCutOf(full_args);
-    Check(tv::ParseCmdLn(line, b3.data.get(), size, b4.data.get(), size) == parsed);
+    Check(tv::ParseCmdLn(line, b3.get(), size, b4.get(), size) == parsed);
     b3.ExpectCutOf(full_ppath);
     b4.ExpectCutOf(full_pargs);
     const wchar_t* rest2 = nullptr;
-    Check(tv::GetCmdLineSwitchData(line, b5.data.get(), size, rest2) == has_data && rest2 == rest);
+    Check(tv::GetCmdLineSwitchData(line, b5.get(), size, rest2) == has_data && rest2 == rest);
     b5.ExpectCutOf(full_data);
-    tv::RemoveWhiteSpacesAndQuotes(b6.data.get(), line, size);
+    tv::RemoveWhiteSpacesAndQuotes(b6.get(), line, size);
     b6.ExpectCutOf(full_clean);
-
-    // In place on a buffer holding only as much of the text as fits, perhaps unterminated.
-    Exact in_place(size);
-    const std::size_t n = std::min(size, text.size() + 1);
-    if (n) std::wmemcpy(in_place.data.get(), line, n);
-    tv::RemoveWhiteSpacesAndQuotes(in_place.data.get(), nullptr, size);
-    if (size) Check(std::wcslen(in_place.data.get()) < size);
-
-    Exact quote(size);
-    if (n) std::wmemcpy(quote.data.get(), line, n);
-    const bool terminated = size > text.size();
-    const BOOL ok = tv::AddQuotesIfSpace(quote.data.get(), size);
-    if (terminated) {
-      const std::wstring after = quote.data.get();
-      Check(after.size() < size);
-      Check(after == (ok ? full_quoted : text));
+    // In place and quoting on a buffer holding only as much of the text as fits.
+    tv::RemoveWhiteSpacesAndQuotes(b7.get(), nullptr, size);
+    if (size) Check(std::wcslen(b7.get()) < size);
+    const BOOL ok = tv::AddQuotesIfSpace(b8.get(), size);
+    if (size > text.size()) {
+      Check(std::wcslen(b8.get()) < size && b8.get() == (ok ? full_quoted : text));
     } else {
       Check(!ok);
     }
   }
+  // Null buffers are ignored whatever size comes with them.
   tv::GetCmdLnPath(line, nullptr, 5);
   tv::GetCmdLnArg(line, nullptr, 5);
   tv::ParseCmdLn(line, nullptr, 5, nullptr, 5);
@@ -160,23 +114,17 @@ void Exercise(const std::wstring& text, const std::wstring& name, const std::vec
   tv::RemoveWhiteSpacesAndQuotes(nullptr, line, 5);
 
   // Matching: the three tests must agree where their meanings overlap.
-  const wchar_t* nm = name.c_str();
-  const BOOL option = tv::IsCmdLineOption(line, nm);
-  const BOOL prefix = tv::IsCmdLineSwitchPrefix(line, nm);
-  const BOOL with_data = tv::IsCmdLinePrefix(line, nm);
-  if (option && (line[0] == L'/' || line[0] == L'-')) Check(prefix);
-  if (with_data) Check(has_data);
+  const BOOL option = tv::IsCmdLineOption(line, name.c_str());
   if (option) Check(!text.empty() && !name.empty());
-  tv::IsCmdLineOption(nm, line);
-  tv::IsCmdLineSwitchPrefix(nm, line);
-  tv::IsCmdLinePrefix(nm, line);
+  if (option && (line[0] == L'/' || line[0] == L'-')) Check(tv::IsCmdLineSwitchPrefix(line, name.c_str()));
+  if (tv::IsCmdLinePrefix(line, name.c_str())) Check(has_data);
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t count) {
   if (count < 2) return 0;
-  const std::vector<std::size_t> sizes = {0, 1, 2, std::size_t{bytes[0]} % 8, std::size_t{bytes[1]} % 48};
+  const std::size_t sizes[5] = {0, 1, 2, std::size_t{bytes[0]} % 8, std::size_t{bytes[1]} % 48};
   std::wstring chars;
   for (std::size_t i = 2; i < count; ++i) {
     if (bytes[i] < 0xF0) {

