@@ -58,33 +58,24 @@ TEST(ProductInfo, AppBookkeepingBalancesOnEveryWayOut) {
   LongVersion info;
   EXPECT_FALSE(info.LeaveApp());  // leaving what was never entered changes nothing
   EXPECT_EQ(info.EnterApp(), 1);
-  EXPECT_EQ(info.EnterApp(), 2);
-  EXPECT_TRUE(info.LeaveApp());
+  {
+    AppScope scope(info);
+    EXPECT_EQ(info.GetAppCount(), 2);
+  }
   EXPECT_TRUE(info.LeaveApp());
   EXPECT_FALSE(info.LeaveApp());
   EXPECT_EQ(info.GetAppCount(), 0);
-  for (bool early : {true, false}) {
-    [&] {
-      AppScope scope(info);
-      EXPECT_EQ(info.GetAppCount(), 1);
-      if (early) return;
-      EXPECT_EQ(info.EnterApp(), 2);
-      EXPECT_TRUE(info.LeaveApp());
-    }();
-    EXPECT_EQ(info.GetAppCount(), 0);
-  }
 }
 
-// Stand-in for the shell's answer.
+// Stand-in for the shell: writes `g_folder`, and fails when `g_folder_fails`.
 std::wstring g_folder;
-BOOL g_folder_result = kTrue;
+bool g_folder_fails = false;
 
 BOOL FakeFolder(wchar_t* buffer, std::size_t size) {
   const std::size_t n = std::min(g_folder.size(), size - 1);
   std::copy_n(g_folder.c_str(), n, buffer);
   buffer[n] = L'\0';
-  if (!g_folder_result) SetLastErrorCode(err::kFileNotFound);
-  return g_folder_result;
+  return g_folder_fails ? Fail(err::kFileNotFound) : kTrue;
 }
 
 TEST(DataFolder, SeparatorNameAndBound) {
@@ -99,26 +90,23 @@ TEST(DataFolder, SeparatorNameAndBound) {
   };
   for (const auto& [folder, expected] : cases) {
     g_folder = folder;
-    g_folder_result = kTrue;
     wchar_t buffer[kDataFolderChars + 1];
     buffer[kDataFolderChars] = L'#';
     EXPECT_TRUE(GetDataFolder(buffer, FakeFolder));
     EXPECT_EQ(std::wstring(buffer), expected);
     EXPECT_EQ(buffer[kDataFolderChars], L'#');
   }
-}
 
-TEST(DataFolder, NoFolderGivesFalseAndAnEmptyBuffer) {
+  // No folder: false and an empty buffer. A failing source's leftovers are not passed on as a
+  // folder, and its error is kept.
   wchar_t buffer[kDataFolderChars];
   g_folder = L"";
-  g_folder_result = kTrue;
   SetLastErrorCode(err::kSuccess);
   EXPECT_FALSE(GetDataFolder(buffer, FakeFolder));
   EXPECT_STREQ(buffer, L"");
   EXPECT_NE(GetLastErrorCode(), err::kSuccess);
-  // A failing source's leftovers are not passed on as a folder, and its error is kept.
   g_folder = L"C:\\half";
-  g_folder_result = kFalse;
+  g_folder_fails = true;
   EXPECT_FALSE(GetDataFolder(buffer, FakeFolder));
   EXPECT_STREQ(buffer, L"");
   EXPECT_EQ(GetLastErrorCode(), err::kFileNotFound);

@@ -35,17 +35,16 @@ int RunLauncher(const std::wstring& arguments) {
     ADD_FAILURE() << "cannot start the launcher: " << ::GetLastError();
     return -1;
   }
-  int result = -1;
+  ::DWORD code = static_cast<::DWORD>(-1);
   if (::WaitForSingleObject(pi.hProcess, kLauncherLimitMs) == WAIT_OBJECT_0) {
-    ::DWORD code = 0;
-    if (::GetExitCodeProcess(pi.hProcess, &code)) result = static_cast<int>(code);
+    ::GetExitCodeProcess(pi.hProcess, &code);
   } else {
     ADD_FAILURE() << "the launcher did not finish: " << testing::PrintToString(arguments);
     ::TerminateProcess(pi.hProcess, 99);
   }
   ::CloseHandle(pi.hThread);
   ::CloseHandle(pi.hProcess);
-  return result;
+  return static_cast<int>(code);
 }
 
 // Polls `condition` until it holds or the limit passes: the service runs in another process,
@@ -79,9 +78,8 @@ bool ReadDword(const wchar_t* key, const wchar_t* name, ::DWORD& value) {
 std::wstring ReadText(const wchar_t* key, const wchar_t* name) {
   wchar_t buffer[1024] = {};
   ::DWORD size = sizeof(buffer);
-  if (::RegGetValueW(HKEY_LOCAL_MACHINE, key, name, RRF_RT_REG_SZ | RRF_RT_REG_EXPAND_SZ | RRF_NOEXPAND, nullptr,
-                     buffer, &size) != ERROR_SUCCESS)
-    return std::wstring();
+  ::RegGetValueW(HKEY_LOCAL_MACHINE, key, name, RRF_RT_REG_SZ | RRF_RT_REG_EXPAND_SZ | RRF_NOEXPAND, nullptr, buffer,
+                 &size);
   return buffer;
 }
 
@@ -125,8 +123,8 @@ class ServiceLifeCycle : public ::testing::Test {
     ASSERT_TRUE(WaitForAutomaticStarts()) << "the service manager is still starting services";
     // A service left over from an earlier, interrupted run would make every step lie.
     RemoveWhateverIsLeft();
-    ::RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kProductKey, L"SessionsTotal");
-    ::RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kProductKey, L"SessionsMonitoring");
+    for (const wchar_t* value : {L"SessionsTotal", L"SessionsMonitoring"})
+      ::RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kProductKey, value);
   }
   void TearDown() override { RemoveWhateverIsLeft(); }
 

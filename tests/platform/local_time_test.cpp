@@ -10,16 +10,13 @@
 namespace tv {
 namespace {
 
+ErrorCode ErrorOf(BOOL ok) { return ok ? err::kSuccess : GetLastErrorCode(); }
+
 constexpr std::int32_t kHour = 3600;
 
 SystemTime Date(int year, int month, int day, int hour = 0, int minute = 0) {
-  SystemTime t;
-  t.year = static_cast<std::uint16_t>(year);
-  t.month = static_cast<std::uint16_t>(month);
-  t.day = static_cast<std::uint16_t>(day);
-  t.hour = static_cast<std::uint16_t>(hour);
-  t.minute = static_cast<std::uint16_t>(minute);
-  return t;
+  auto u = [](int v) { return static_cast<std::uint16_t>(v); };
+  return {u(year), u(month), 0, u(day), u(hour), u(minute)};
 }
 
 FileTime Utc(int year, int month, int day, int hour, int minute) {
@@ -41,70 +38,62 @@ FixedTimeZone CentralEurope2024() {
 }
 
 TEST(Calendar, DaysCrossMonthYearAndLeapDay) {
-  FileTime unixEpoch = 0;
-  ASSERT_TRUE(NaiveFileTime(Date(1970, 1, 1), unixEpoch));
-  EXPECT_EQ(unixEpoch, 116444736000000000LL);
+  EXPECT_EQ(Utc(1970, 1, 1, 0, 0), 116444736000000000LL);
+  auto plus = [](const SystemTime& from, int days) {
+    SystemTime out;
+    EXPECT_TRUE(AddDays(from, days, out)) << Show(from);
+    return Show(out);
+  };
+  EXPECT_EQ(plus(Date(2021, 12, 31, 23, 30), 1), L"2022-1-1 23:30 dow6");
+  EXPECT_EQ(plus(Date(2024, 2, 28), 1), L"2024-2-29 0:0 dow4");
+  EXPECT_EQ(plus(Date(2000, 3, 1), -1), L"2000-2-29 0:0 dow2");  // 2000 is a leap year, 1900 is not
+  EXPECT_EQ(plus(Date(1900, 3, 1), -1), L"1900-2-28 0:0 dow3");
+  EXPECT_EQ(plus(Date(1601, 1, 1), 0), L"1601-1-1 0:0 dow1");
 
   SystemTime out;
-  ASSERT_TRUE(AddDays(Date(2021, 12, 31, 23, 30), 1, out));
-  EXPECT_EQ(Show(out), L"2022-1-1 23:30 dow6");
-  ASSERT_TRUE(AddDays(Date(2024, 2, 28), 1, out));
-  EXPECT_EQ(Show(out), L"2024-2-29 0:0 dow4");
-  ASSERT_TRUE(AddDays(Date(2023, 2, 28), 1, out));
-  EXPECT_EQ(Show(out), L"2023-3-1 0:0 dow3");
-  ASSERT_TRUE(AddDays(Date(2000, 3, 1), -1, out));  // 2000 is a leap year, 1900 is not
-  EXPECT_EQ(Show(out), L"2000-2-29 0:0 dow2");
-  ASSERT_TRUE(AddDays(Date(1900, 3, 1), -1, out));
-  EXPECT_EQ(Show(out), L"1900-2-28 0:0 dow3");
-  ASSERT_TRUE(AddDays(Date(1601, 1, 1), 0, out));
-  EXPECT_EQ(out.dayOfWeek, 1);
-
   EXPECT_FALSE(AddDays(Date(1601, 1, 1), -1, out));
   EXPECT_FALSE(AddDays(Date(30827, 12, 31), 1, out));
   for (const SystemTime& bad : {Date(2023, 2, 29), Date(2024, 13, 1), Date(2024, 0, 1), Date(1600, 12, 31),
                                 Date(2024, 4, 31), Date(2024, 1, 1, 24, 0), Date(2024, 1, 1, 0, 60)}) {
     EXPECT_FALSE(IsValidCalendarTime(bad)) << Show(bad);
     FileTime t = 0;
-    EXPECT_FALSE(NaiveFileTime(bad, t));
-    EXPECT_EQ(GetLastErrorCode(), err::kInvalidParameter);
+    EXPECT_EQ(ErrorOf(NaiveFileTime(bad, t)), err::kInvalidParameter);
   }
   EXPECT_FALSE(NaiveSystemTime(-1, out));
 }
 
 TEST(FixedTimeZone, ResolvesGapsForwardAndOverlapsToTheFirstPass) {
   const FixedTimeZone zone = CentralEurope2024();
-  FileTime t = 0;
-  ASSERT_TRUE(zone.ToFileTime(Date(2024, 1, 15, 12, 0), t));
-  EXPECT_EQ(t, Utc(2024, 1, 15, 11, 0));
-  ASSERT_TRUE(zone.ToFileTime(Date(2024, 7, 15, 12, 0), t));
-  EXPECT_EQ(t, Utc(2024, 7, 15, 10, 0));
+  auto utcOf = [&](const SystemTime& local) {
+    FileTime t = 0;
+    EXPECT_TRUE(zone.ToFileTime(local, t)) << Show(local);
+    return t;
+  };
+  EXPECT_EQ(utcOf(Date(2024, 1, 15, 12, 0)), Utc(2024, 1, 15, 11, 0));
+  EXPECT_EQ(utcOf(Date(2024, 7, 15, 12, 0)), Utc(2024, 7, 15, 10, 0));
   // 2:00..2:59 on 31 March never shows: each reads as the jump at 1:00 UTC.
-  for (int minute : {0, 1, 30, 59}) {
-    ASSERT_TRUE(zone.ToFileTime(Date(2024, 3, 31, 2, minute), t));
-    EXPECT_EQ(t, Utc(2024, 3, 31, 1, 0)) << minute;
-  }
-  ASSERT_TRUE(zone.ToFileTime(Date(2024, 3, 31, 3, 0), t));
-  EXPECT_EQ(t, Utc(2024, 3, 31, 1, 0));
+  EXPECT_EQ(utcOf(Date(2024, 3, 31, 2, 0)), Utc(2024, 3, 31, 1, 0));
+  EXPECT_EQ(utcOf(Date(2024, 3, 31, 2, 59)), Utc(2024, 3, 31, 1, 0));
+  EXPECT_EQ(utcOf(Date(2024, 3, 31, 3, 0)), Utc(2024, 3, 31, 1, 0));
   // 2:30 on 27 October shows twice: the summer-time pass comes first.
-  ASSERT_TRUE(zone.ToFileTime(Date(2024, 10, 27, 2, 30), t));
-  EXPECT_EQ(t, Utc(2024, 10, 27, 0, 30));
-  ASSERT_TRUE(zone.ToFileTime(Date(2024, 10, 27, 3, 0), t));
-  EXPECT_EQ(t, Utc(2024, 10, 27, 2, 0));
+  EXPECT_EQ(utcOf(Date(2024, 10, 27, 2, 30)), Utc(2024, 10, 27, 0, 30));
+  EXPECT_EQ(utcOf(Date(2024, 10, 27, 3, 0)), Utc(2024, 10, 27, 2, 0));
 
   // Moving on in real time walks through both passes of the doubled hour.
-  SystemTime out;
-  ASSERT_TRUE(zone.AddSeconds(Date(2024, 10, 27, 1, 30), kHour, out));
-  EXPECT_EQ(Show(out), L"2024-10-27 2:30 dow0");
-  ASSERT_TRUE(zone.AddSeconds(Date(2024, 10, 27, 1, 30), 2 * kHour, out));
-  EXPECT_EQ(Show(out), L"2024-10-27 2:30 dow0");
-  ASSERT_TRUE(zone.AddSeconds(Date(2024, 3, 31, 1, 30), 30 * 60, out));
-  EXPECT_EQ(Show(out), L"2024-3-31 3:0 dow0");
+  auto later = [&](const SystemTime& from, std::int64_t seconds) {
+    SystemTime out;
+    EXPECT_TRUE(zone.AddSeconds(from, seconds, out)) << Show(from);
+    return Show(out);
+  };
+  EXPECT_EQ(later(Date(2024, 10, 27, 1, 30), kHour), L"2024-10-27 2:30 dow0");
+  EXPECT_EQ(later(Date(2024, 10, 27, 1, 30), 2 * kHour), L"2024-10-27 2:30 dow0");
+  EXPECT_EQ(later(Date(2024, 3, 31, 1, 30), 30 * 60), L"2024-3-31 3:0 dow0");
 
   FixedTimeZone broken = CentralEurope2024();
   broken.SetFailure(true, err::kInvalidData);
-  t = 42;
-  EXPECT_FALSE(broken.ToFileTime(Date(2024, 1, 15, 12, 0), t));
-  EXPECT_EQ(GetLastErrorCode(), err::kInvalidData);
+  FileTime t = 42;
+  SystemTime out;
+  EXPECT_EQ(ErrorOf(broken.ToFileTime(Date(2024, 1, 15, 12, 0), t)), err::kInvalidData);
   EXPECT_EQ(t, 42);
   EXPECT_FALSE(zone.ToFileTime(Date(2024, 2, 30, 12, 0), t));
   EXPECT_FALSE(zone.AddSeconds(Date(2024, 1, 15, 12, 0), std::int64_t{1} << 50, out));
@@ -159,11 +148,7 @@ TEST(LocalTimeZone, ComputersZoneFollowsTheRulesItIsGiven) {
   setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);
   tzset();
   ExpectAgreesWithCentralEurope();
-  if (old) {
-    setenv("TZ", saved.c_str(), 1);
-  } else {
-    unsetenv("TZ");
-  }
+  old ? setenv("TZ", saved.c_str(), 1) : unsetenv("TZ");
   tzset();
 }
 #else

@@ -7,6 +7,8 @@
 namespace tv {
 namespace {
 
+ErrorCode ErrorOf(BOOL ok) { return ok ? err::kSuccess : GetLastErrorCode(); }
+
 // The user's locale is whatever the machine has; only the shape of its answers is checked.
 TEST(UserLocale, AnswersFitTheLocaleNumbering) {
   const UserLocale& locale = SystemUserLocale();
@@ -32,8 +34,7 @@ TEST(UserLocale, AnswersFitTheLocaleNumbering) {
   fixed.SetDayName(7, nullptr);
   EXPECT_FALSE(fixed.DayName(7, name));
   fixed.SetFirstDayOfWeek(-1);
-  EXPECT_FALSE(fixed.FirstDayOfWeek(first));
-  EXPECT_EQ(GetLastErrorCode(), err::kInvalidData);
+  EXPECT_EQ(ErrorOf(fixed.FirstDayOfWeek(first)), err::kInvalidData);
 }
 
 }  // namespace
