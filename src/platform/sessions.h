@@ -3,7 +3,7 @@
 // and the simulator can run it against SimulatedSessions (platform/portable/sessions.h).
 //
 // Every operation answers 1 or 0 and leaves the error code in the last-error slot. An operation
-// whose system entry point is missing (an old system, a stub library) answers 0 with
+// whose system entry point is missing (an old system, a library that lacks it) answers 0 with
 // err::kProcNotFound: "not available".
 #pragma once
 
