@@ -1,0 +1,84 @@
+#include "simulator/event_texts.h"
+
+#include <algorithm>
+#include <cwchar>
+
+namespace tv {
+
+namespace {
+constexpr EventTextEntry kTexts[] = {
+    {0x60000001, L"Tarnvale service started.\r\n"},
+    {0x60000002, L"Tarnvale service initiated a stop sequence.\r\n"},
+    {0x60000003, L"Tarnvale service stopped.\r\n"},
+    {0x60000006, L"Tarnvale started monitoring the user '%1'. \r\n"},
+    {0x60000007, L"Tarnvale skipped the user '%1' from monitoring, because that user was listed in the 'Do not "
+                 L"apply to' list. \r\n"},
+    {0x60000008, L"Tarnvale skipped the user '%1' from monitoring, because the user was a member of the group '%2' "
+                 L"listed in the 'Do not apply to' list.\r\n"},
+    {0x60000009, L"Tarnvale skipped the user '%1' from monitoring, because the 'Apply To' list was not empty, and "
+                 L"the user was not included in it. \r\n"},
+    {0x6000000a, L"Tarnvale logged off the user '%1'.\r\n"},
+    {0x60000012, L"Tarnvale service initiated a shutdown because no user has logged on to the computer during the "
+                 L"shutdown timeout period.\r\n"},
+    {0x60000014, L"Tarnvale service initiated a suspend because no user has logged on to the computer during the "
+                 L"shutdown timeout period.\r\n"},
+    {0x60000017, L"Tarnvale logged off the stale session for user '%1'.\r\n"},
+    {0xa000000c, L"Tarnvale did not start monitoring because Tarnvale was not enabled at that time.\r\n"},
+    {0xa000000d, L"Tarnvale did not process a logon event because Tarnvale was not enabled at that time.\r\n"},
+    {0xa000000e, L"Tarnvale did not process the idle timeout for user '%1' because Tarnvale was not enabled at that "
+                 L"time.\r\n"},
+    {0xa0000016, L"Tarnvale did not log off user '%1' because that user was the most recent active user.\r\n"},
+    {0xa0000019, L"Tarnvale did not process the idle timeout for user '%1' because according to its schedule "
+                 L"Tarnvale was set to be inactive at that time.\r\n"},
+    {0xe000000b, L"Tarnvale could not log off the user '%1'. (Code %2)\r\n"},
+    {0xe000000f, L"Tarnvale could not start the monitor process for the user '%1'. (Code %2)\r\n"},
+    {0xe0000013, L"Tarnvale encountered an error returned from InitiateSystemShutdownEx().\r\n"},
+    {0xe0000015, L"Tarnvale encountered an error returned from SetSuspendState().\r\n"},
+    {0xe0000018, L"Tarnvale could not log off the stale session for user '%1'. (Code %2)\r\n"},
+};
+}  // namespace
+
+std::span<const EventTextEntry> AllEventTexts() { return kTexts; }
+
+const wchar_t* FindEventText(DWORD id) {
+  for (const EventTextEntry& e : kTexts) {
+    if (e.id == id) return e.text;
+  }
+  return nullptr;
+}
+
+std::wstring FormatEventText(DWORD id, const std::vector<std::wstring>& inserts) {
+  const wchar_t* text = FindEventText(id);
+  if (!text) {
+    wchar_t head[32];
+    std::swprintf(head, 32, L"Event 0x%08lx", static_cast<unsigned long>(id));
+    std::wstring out = head;
+    for (const std::wstring& s : inserts) out += L" [" + s + L"]";
+    return out;
+  }
+  std::wstring out;
+  for (const wchar_t* p = text; *p; ++p) {
+    if (*p == L'%' && p[1] >= L'1' && p[1] <= L'9') {
+      // FormatMessage reads the whole number after the percent sign.
+      const wchar_t* q = p + 1;
+      std::size_t n = 0;
+      while (*q >= L'0' && *q <= L'9' && n < 100) n = n * 10 + static_cast<std::size_t>(*q++ - L'0');
+      if (n >= 1 && n <= inserts.size()) {
+        out += inserts[n - 1];
+      } else {
+        out.append(p, q);
+      }
+      p = q - 1;
+      continue;
+    }
+    out += *p;
+  }
+  return out;
+}
+
+std::wstring TrimEventText(std::wstring text) {
+  while (!text.empty() && (text.back() == L'\n' || text.back() == L'\r' || text.back() == L' ')) text.pop_back();
+  return text;
+}
+
+}  // namespace tv

@@ -1,0 +1,82 @@
+// A scenario for the simulator: the terminal server's users and what they do over some days, read
+// from a small line-based text. One directive per line, "#" starts a comment:
+//
+//   start 2024-01-08              first simulated day, from 00:00 (default 2024-01-01, a Monday)
+//   days 7                        how many days to simulate (default 7)
+//   computer TS01                 the server's name (default SIMHOST)
+//   session 3 user=alice domain=CORP groups="Domain Users,Sales" local=Users console
+//   Mon 08:30 logon 3             at a time: a weekday of the first week, or a date (2024-01-15)
+//   Mon 12:00 idle 3 until 12:45  and a verb for one session
+//   generate sessions=1000 seed=42 days=7 domain=CORP
+//
+// Verbs: logon, logoff, lock, unlock, disconnect, reconnect (what Windows reports), and what the
+// user does at the keyboard: active (working), idle (away from it), busy (away, a program keeps
+// the processor busy). A logged-on user counts as active until told otherwise; locking and
+// disconnecting leave the keyboard alone. "until T" adds the opposite verb at T: active/busy ->
+// idle, idle -> active, lock -> unlock, disconnect -> reconnect.
+// A session's groups are its domain (global) groups; "local" lists its groups on the server
+// itself (default "Users"). For an account without a domain, "groups" are local groups too.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/sessions.h"
+#include "platform/system_time.h"
+
+namespace tv {
+
+enum class ScenarioVerb { kLogon, kLogoff, kLock, kUnlock, kDisconnect, kReconnect, kActive, kIdle, kBusy };
+
+// The verb's word in the scenario text ("logon", ...).
+const wchar_t* VerbName(ScenarioVerb verb);
+
+struct ScenarioSession {
+  SessionId id = 0;
+  std::wstring user;
+  std::wstring domain;
+  std::vector<std::wstring> globalGroups;
+  std::vector<std::wstring> localGroups;
+  bool console = false;
+  int line = 0;  // 0 for a generated session
+};
+
+struct ScenarioEvent {
+  std::int64_t at = 0;  // seconds since the start
+  SessionId session = 0;
+  ScenarioVerb verb = ScenarioVerb::kIdle;
+  int line = 0;          // the line that asked for it; 0 for a generated event
+  bool implied = false;  // added by "until"
+};
+
+struct Scenario {
+  SystemTime start;  // midnight of the first day
+  int days = 7;
+  std::wstring computer = L"SIMHOST";
+  std::vector<ScenarioSession> sessions;  // by id
+  std::vector<ScenarioEvent> events;      // by time; events of one second in the order given
+
+  std::int64_t Seconds() const { return std::int64_t(days) * 86400; }
+  const ScenarioSession* FindSession(SessionId id) const;
+};
+
+// Limits that keep a scenario (and a generated one) to a size the simulator runs in seconds.
+inline constexpr int kMaxScenarioDays = 366;
+inline constexpr int kMaxGeneratedSessions = 5000;
+inline constexpr std::int64_t kMaxGeneratedSessionDays = 50000;
+
+// Reads a scenario. On failure answers false with `error` as "<fileName>:<line>: <what>" and
+// leaves `out` in an unspecified state. Besides the syntax it checks that each session's verbs
+// make sense in order (no lock before logon, no second logon without a logoff between, ...).
+bool ParseScenario(std::wstring_view text, const std::wstring& fileName, Scenario* out, std::wstring* error);
+
+// The local time `seconds` after the scenario's start (day of the week filled).
+SystemTime ScenarioTime(const Scenario& scenario, std::int64_t seconds);
+
+// Checks the order of each session's verbs (events sorted by time) as ParseScenario does. False
+// at the first problem, with the line it was found on (0 for a generated event) and what it is.
+bool CheckScenarioOrder(const Scenario& scenario, int* line, std::wstring* what);
+
+}  // namespace tv

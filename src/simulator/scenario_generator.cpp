@@ -1,0 +1,182 @@
+#include "simulator/scenario_generator.h"
+
+#include <set>
+
+namespace tv {
+
+namespace {
+
+// SplitMix64: tiny, fast, and the same numbers everywhere.
+class Random {
+ public:
+  explicit Random(std::uint64_t seed) : state_(seed) {}
+  std::uint64_t Next() {
+    std::uint64_t z = (state_ += 0x9E3779B97F4A7C15ull);
+    z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ull;
+    z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
+    return z ^ (z >> 31);
+  }
+  // A whole number in [lo, hi].
+  int Between(int lo, int hi) { return lo + static_cast<int>(Next() % static_cast<std::uint64_t>(hi - lo + 1)); }
+  // True with `percent` per cent.
+  bool Chance(int percent) { return Between(1, 100) <= percent; }
+
+ private:
+  std::uint64_t state_;
+};
+
+constexpr const wchar_t* kFirstNames[] = {
+    L"anna", L"ben",   L"carla", L"david", L"eva",   L"felix", L"greta", L"hugo",  L"ida",   L"jonas",
+    L"kira", L"lars",  L"maja",  L"nils",  L"olga",  L"paul",  L"rosa",  L"sven",  L"tina",  L"uwe",
+    L"vera", L"wim",   L"xenia", L"yusuf", L"zoe",   L"amir",  L"britt", L"chen",  L"dora",  L"emil",
+    L"fiona", L"gus",  L"hanna", L"ivan",  L"julia", L"karl",  L"lena",  L"marco", L"nora",  L"omar"};
+constexpr const wchar_t* kLastNames[] = {
+    L"berg",   L"holm",   L"lind",  L"strand", L"dahl",   L"falk",  L"hart",   L"koch",   L"lang",  L"moser",
+    L"nagel",  L"ohm",    L"pohl",  L"quist",  L"roth",   L"stein", L"thal",   L"ulm",    L"vogt",  L"wolf",
+    L"adler",  L"bauer",  L"cruz",  L"dietz",  L"eck",    L"frey",  L"gross",  L"haas",   L"iles",  L"jung",
+    L"kraus",  L"lorenz", L"marx",  L"neri",   L"otto",   L"price", L"reyes",  L"sauer",  L"torres", L"vidal"};
+constexpr const wchar_t* kDepartments[] = {L"Sales", L"Finance", L"Support", L"Engineering", L"HR", L"Marketing"};
+
+// What a user left behind at the end of a day.
+enum class Left { kNothing, kDisconnected, kOpenIdle };
+
+class DayWriter {
+ public:
+  DayWriter(Scenario* scenario, SessionId id, std::int64_t dayStart)
+      : scenario_(scenario), id_(id), dayStart_(dayStart) {}
+  void At(int minuteOfDay, ScenarioVerb verb) {
+    scenario_->events.push_back({dayStart_ + std::int64_t(minuteOfDay) * 60, id_, verb, 0, false});
+  }
+
+ private:
+  Scenario* scenario_;
+  SessionId id_;
+  std::int64_t dayStart_;
+};
+
+// One pause away from the keyboard in [from, to) minutes: idle, or locked.
+void Pause(DayWriter& out, Random& rnd, int from, int length, int lockPercent) {
+  if (rnd.Chance(lockPercent)) {
+    out.At(from, ScenarioVerb::kLock);
+    out.At(from + length, ScenarioVerb::kUnlock);
+  } else {
+    out.At(from, ScenarioVerb::kIdle);
+    out.At(from + length, ScenarioVerb::kActive);
+  }
+}
+
+int PauseLength(Random& rnd) {
+  const int kind = rnd.Between(1, 100);
+  if (kind <= 60) return rnd.Between(5, 20);   // coffee
+  if (kind <= 90) return rnd.Between(20, 45);  // a talk with a colleague
+  return rnd.Between(45, 90);                  // a meeting
+}
+
+// Pauses between `from` and `to` (minutes of the day), each after some work.
+void Pauses(DayWriter& out, Random& rnd, int from, int to) {
+  int t = from;
+  const int count = rnd.Between(0, 2);
+  for (int i = 0; i < count; ++i) {
+    t += rnd.Between(30, 100);
+    const int length = PauseLength(rnd);
+    if (t + length + 10 > to) return;
+    Pause(out, rnd, t, length, 25);
+    t += length;
+  }
+}
+
+// Coming in: back to whatever was left the day before.
+void Arrive(DayWriter& out, int minute, Left left) {
+  switch (left) {
+    case Left::kNothing: out.At(minute, ScenarioVerb::kLogon); break;
+    case Left::kDisconnected: out.At(minute, ScenarioVerb::kReconnect); break;
+    case Left::kOpenIdle: out.At(minute, ScenarioVerb::kActive); break;
+  }
+}
+
+Left Workday(DayWriter& out, Random& rnd, Left left) {
+  if (rnd.Chance(5)) return left;  // ill, on leave, working elsewhere
+  const int arrival = 7 * 60 + 30 + rnd.Between(0, 120);
+  Arrive(out, arrival, left);
+  const int lunch = 11 * 60 + 45 + rnd.Between(0, 90);
+  const int lunchLength = rnd.Between(30, 60);
+  Pauses(out, rnd, arrival, lunch);
+  const int kind = rnd.Between(1, 100);
+  if (kind <= 45) {
+    out.At(lunch, ScenarioVerb::kLock);
+    out.At(lunch + lunchLength, ScenarioVerb::kUnlock);
+  } else if (kind <= 85) {
+    out.At(lunch, ScenarioVerb::kIdle);
+    out.At(lunch + lunchLength, ScenarioVerb::kActive);
+  } else {
+    out.At(lunch, ScenarioVerb::kDisconnect);
+    out.At(lunch + lunchLength, ScenarioVerb::kReconnect);
+  }
+  const int departure = 16 * 60 + rnd.Between(0, 150);
+  Pauses(out, rnd, lunch + lunchLength, departure);
+  const int how = rnd.Between(1, 100);
+  if (how <= 80) {
+    out.At(departure, ScenarioVerb::kLogoff);
+    return Left::kNothing;
+  }
+  if (how <= 92) {
+    out.At(departure, ScenarioVerb::kDisconnect);
+    return Left::kDisconnected;
+  }
+  out.At(departure, ScenarioVerb::kIdle);
+  return Left::kOpenIdle;
+}
+
+Left WeekendDay(DayWriter& out, Random& rnd, Left left) {
+  if (left != Left::kNothing || !rnd.Chance(4)) return left;
+  const int from = 10 * 60 + rnd.Between(0, 300);
+  const int until = from + rnd.Between(30, 150);
+  out.At(from, ScenarioVerb::kLogon);
+  if (rnd.Chance(90)) {
+    out.At(until, ScenarioVerb::kLogoff);
+    return Left::kNothing;
+  }
+  out.At(until, ScenarioVerb::kIdle);
+  return Left::kOpenIdle;
+}
+
+}  // namespace
+
+void GenerateOfficeSessions(const GeneratorParams& params, Scenario* scenario) {
+  Random rnd(params.seed);
+  std::set<std::wstring> taken;
+  for (const ScenarioSession& s : scenario->sessions) taken.insert(s.user);
+  const int days = std::min(params.days, scenario->days);
+  const int first = static_cast<int>(scenario->sessions.size());
+  for (int i = 0; i < params.sessions; ++i) {
+    ScenarioSession s;
+    s.id = params.firstId + static_cast<SessionId>(i);
+    std::wstring name = std::wstring(kFirstNames[rnd.Between(0, std::size(kFirstNames) - 1)]) + L"." +
+                        kLastNames[rnd.Between(0, std::size(kLastNames) - 1)];
+    const std::wstring base = name;
+    for (int n = 2; taken.count(name); ++n) name = base + std::to_wstring(n);
+    taken.insert(name);
+    s.user = name;
+    s.domain = params.domain;
+    // One in fifty is an administrator, whom a sensible configuration leaves alone.
+    if (rnd.Chance(2)) {
+      s.globalGroups = {L"Domain Users", L"Domain Admins"};
+      s.localGroups = {L"Users", L"Administrators"};
+    } else {
+      s.globalGroups = {L"Domain Users", kDepartments[rnd.Between(0, std::size(kDepartments) - 1)]};
+      s.localGroups = {L"Users", L"Remote Desktop Users"};
+    }
+    scenario->sessions.push_back(std::move(s));
+  }
+  for (int i = 0; i < params.sessions; ++i) {
+    const ScenarioSession& s = scenario->sessions[static_cast<std::size_t>(first + i)];
+    Left left = Left::kNothing;
+    for (int d = 0; d < days; ++d) {
+      DayWriter out(scenario, s.id, std::int64_t(d) * 86400);
+      const int dow = (scenario->start.dayOfWeek + d) % 7;
+      left = (dow == 0 || dow == 6) ? WeekendDay(out, rnd, left) : Workday(out, rnd, left);
+    }
+  }
+}
+
+}  // namespace tv

@@ -1,0 +1,217 @@
+#include "simulator/sim_settings.h"
+
+#include <algorithm>
+#include <cwctype>
+
+#include "foundation/text_file.h"
+#include "platform/last_error.h"
+#include "settings/my_opts.h"
+#include "settings/options.h"
+#include "settings/reg_key.h"
+#include "settings/schedule.h"
+#include "settings/settings_file.h"
+
+namespace tv {
+
+namespace {
+
+// Values the service reads as numbers.
+constexpr const wchar_t* kNumbers[] = {
+    L"Enable",      L"Timeout",    L"MessageTimeout", L"LogoffStale",     L"LogoffStaleCount", L"KeepLastActiveUser",
+    L"FullScreen",  L"MonitorKB",  L"MonitorMouse",   L"MonitorCPU",      L"PercentCPU",       L"Shutdown",
+    L"ShutdownTimeout", L"ShutdownAction", L"UseSchedule", L"Options"};
+// Values it reads as text.
+constexpr const wchar_t* kTexts[] = {L"Schedule", L"MessageText", L"MessageTextIfLocked"};
+// Values that may stand in the key without being settings of the service: its own statistics and
+// the configuration utility's.
+constexpr const wchar_t* kOthers[] = {L"SessionsTotal", L"SessionsMonitoring", L"SessionsMaximum",
+                                      L"SessionsMaximumTime", L"LastLogoff", L"NotConfigured"};
+
+bool SameName(const std::wstring& a, const wchar_t* b) { return CompareRegNames(a, b) == 0; }
+
+template <std::size_t N>
+bool Listed(const std::wstring& name, const wchar_t* const (&list)[N]) {
+  return std::any_of(std::begin(list), std::end(list), [&](const wchar_t* n) { return SameName(name, n); });
+}
+
+class LineFinder {
+ public:
+  explicit LineFinder(const std::wstring& text) {
+    std::size_t pos = 0;
+    while (pos <= text.size()) {
+      std::size_t end = text.find(L'\n', pos);
+      if (end == std::wstring::npos) end = text.size();
+      std::wstring line = text.substr(pos, end - pos);
+      for (wchar_t& c : line) c = static_cast<wchar_t>(std::towlower(static_cast<wint_t>(c)));
+      lines_.push_back(std::move(line));
+      pos = end + 1;
+    }
+  }
+  // The first line from `from` on (1-based) with Name="<name>"; 0 when none.
+  int Find(const std::wstring& name, int from = 1) const {
+    std::wstring needle = L"name=\"" + name + L"\"";
+    for (wchar_t& c : needle) c = static_cast<wchar_t>(std::towlower(static_cast<wint_t>(c)));
+    for (std::size_t i = static_cast<std::size_t>(std::max(from, 1)) - 1; i < lines_.size(); ++i) {
+      if (lines_[i].find(needle) != std::wstring::npos) return static_cast<int>(i) + 1;
+    }
+    return 0;
+  }
+
+ private:
+  std::vector<std::wstring> lines_;
+};
+
+std::wstring Where(const std::wstring& file, int line) {
+  return line > 0 ? file + L":" + std::to_wstring(line) + L": " : file + L": ";
+}
+
+// Text the service would read as a number: optional blanks, an optional sign, digits.
+bool IsNumberText(const std::wstring& text) {
+  std::size_t i = 0;
+  while (i < text.size() && std::iswspace(static_cast<wint_t>(text[i]))) ++i;
+  if (i < text.size() && (text[i] == L'-' || text[i] == L'+')) ++i;
+  const std::size_t digits = i;
+  while (i < text.size() && text[i] >= L'0' && text[i] <= L'9') ++i;
+  return i > digits && i == text.size();
+}
+
+bool CheckValues(RegKey& key, const LineFinder& lines, const std::wstring& file, std::vector<std::wstring>* notes,
+                 std::wstring* error) {
+  std::wstring name;
+  DWORD type = 0;
+  for (DWORD i = 0; key.GetValueByIndex(i, &name, &type); ++i) {
+    const int line = lines.Find(name);
+    std::vector<std::uint8_t> data;
+    (void)key.GetValue(name.c_str(), &type, &data);
+    if (Listed(name, kNumbers)) {
+      if (type == reg::kSz || type == reg::kExpandSz) {
+        std::wstring text;
+        (void)key.GetStr(name.c_str(), &text);
+        if (!IsNumberText(text)) {
+          *error = Where(file, line) + name + L" is \"" + text + L"\", which Tarnvale would read as 0: give a number";
+          return false;
+        }
+      } else if ((type == reg::kDword || type == reg::kBinary) ? data.size() > 4 : true) {
+        *error = Where(file, line) + name + L" must be a number (REG_DWORD)";
+        return false;
+      }
+    } else if (Listed(name, kTexts)) {
+      if (type != reg::kSz && type != reg::kExpandSz) {
+        *error = Where(file, line) + name + L" must be text (REG_SZ)";
+        return false;
+      }
+      if (SameName(name, L"Schedule")) {
+        std::wstring text;
+        (void)key.GetStr(name.c_str(), &text);
+        PeriodList periods;
+        if (const wchar_t* bad = Schedule::ParseText(text.c_str(), periods)) {
+          *error = Where(file, line) + L"the schedule cannot be read from \"" + std::wstring(bad) +
+                   L"\" on (periods look like \"Mon 8:00-17:30, \")";
+          return false;
+        }
+      }
+    } else if (!Listed(name, kOthers) && !name.empty()) {
+      notes->push_back(Where(file, line) + L"'" + name + L"' is not a setting Tarnvale reads; it is ignored");
+    }
+  }
+  std::wstring sub;
+  for (DWORD i = 0; key.GetSubKeyByIndex(i, &sub); ++i) {
+    if (!SameName(sub, L"ApplyTo") && !SameName(sub, L"Exclude")) {
+      notes->push_back(Where(file, lines.Find(sub)) + L"the key '" + sub + L"' is not read by the service");
+    }
+  }
+  return true;
+}
+
+std::wstring JoinList(const StrList& list) {
+  std::wstring out;
+  for (const std::wstring& s : list) out += (out.empty() ? L"" : L", ") + s;
+  return out;
+}
+
+std::wstring Minutes(DWORD n) { return std::to_wstring(n) + (n == 1 ? L" minute" : L" minutes"); }
+
+}  // namespace
+
+bool LoadSettingsFile(const std::wstring& path, const std::wstring& shownName, MemKeyStore& keys,
+                      std::vector<std::wstring>* notes, std::wstring* error) {
+  std::wstring text;
+  if (!ReadTextFile(path.c_str(), &text)) {
+    *error = shownName + L": cannot read the file (error " + std::to_wstring(GetLastErrorCode()) + L")";
+    return false;
+  }
+  RegKey key(kAppRootKey, true, keys);
+  if (!key.IsOpen()) {
+    *error = shownName + L": cannot prepare the settings key";
+    return false;
+  }
+  if (!ImportRegKey(nullptr, key, path.c_str(), 1)) {
+    const SettingsFileFailure& failure = GetLastSettingsFileFailure();
+    std::wstring what = failure.text.empty() ? L"not a settings file (error " + std::to_wstring(failure.error) + L")"
+                                             : failure.text;
+    while (!what.empty() && (what.back() == L'\n' || what.back() == L'\r' || what.back() == L' ')) what.pop_back();
+    for (wchar_t& c : what) {
+      if (c == L'\r' || c == L'\n') c = L' ';
+    }
+    *error = Where(shownName, failure.line) + what;
+    return false;
+  }
+  const LineFinder lines(text);
+  if (!CheckValues(key, lines, shownName, notes, error)) return false;
+
+  MyOpts opts(keys);
+  (void)opts.Load();
+  const int timeoutLine = lines.Find(L"Timeout");
+  if (!opts.Enable) {
+    notes->push_back(Where(shownName, lines.Find(L"Enable")) +
+                     L"Tarnvale is not enabled (Enable is 0): it will watch nobody and log nobody off");
+  }
+  if (opts.Timeout == 0) {
+    notes->push_back(Where(shownName, timeoutLine) + L"Timeout is 0: every session is warned at once");
+  }
+  return true;
+}
+
+std::vector<std::wstring> DescribeSettings(const MyOpts& o) {
+  std::vector<std::wstring> out;
+  if (!o.Enable) {
+    out.push_back(L"Tarnvale is switched off (Enable 0): it logs nobody off.");
+    return out;
+  }
+  out.push_back(L"After " + Minutes(o.Timeout) + L" without input a session gets a warning; " +
+                (o.MessageTimeout ? Minutes(o.MessageTimeout) + L" later" : std::wstring(L"right then")) +
+                L" it is logged off, unsaved work included.");
+  std::wstring input;
+  if (o.MonitorKB) input += L"keyboard";
+  if (o.MonitorMouse) input += input.empty() ? L"mouse" : L", mouse";
+  if (o.MonitorCPU) {
+    input += (input.empty() ? L"" : L", ") + std::wstring(L"processor load above ") + std::to_wstring(o.PercentCPU) + L" %";
+  }
+  out.push_back(input.empty() ? L"Nothing counts as activity (keyboard, mouse and processor are all unwatched)."
+                              : L"Activity is: " + input + L".");
+  out.push_back(L"Disconnected sessions are logged off without a warning once the time-out has passed.");
+  if (o.LogoffStale) {
+    out.push_back(L"Stale sessions: when more than " + std::to_wstring(o.LogoffStaleCount) +
+                  L" sessions are open, the least recently used ones are logged off at once.");
+  }
+  if (o.KeepLastActiveUser) out.push_back(L"The most recently active user is never logged off.");
+  out.push_back(L"Applies to: " + (o.ApplyTo.empty() ? std::wstring(L"everybody") : JoinList(o.ApplyTo)) +
+                (o.Exclude.empty() ? std::wstring(L".") : L"; never to: " + JoinList(o.Exclude) + L"."));
+  if (o.UseSchedule && *o.GetSchedule()) {
+    std::wstring periods = o.GetSchedule();
+    // The stored text ends every period with ", ", the last one too.
+    while (!periods.empty() && (periods.back() == L' ' || periods.back() == L',')) periods.pop_back();
+    out.push_back(L"In force only at these times: " + periods + L".");
+  } else {
+    out.push_back(L"In force at all times (no schedule).");
+  }
+  if (o.Shutdown) {
+    out.push_back(std::wstring(L"Power: ") + MyOpts::GetShutdownActionText(o.ShutdownAction) + L" once nobody has been " +
+                  L"logged on for " + Minutes(o.ShutdownTimeout) + L".");
+  } else {
+    out.push_back(L"Power: no action when nobody is logged on.");
+  }
+  return out;
+}
+
+}  // namespace tv

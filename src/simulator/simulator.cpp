@@ -1,0 +1,608 @@
+#include "simulator/simulator.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cwchar>
+#include <limits>
+#include <map>
+#include <memory>
+#include <new>
+
+#include "platform/local_time.h"
+#include "platform/portable/accounts.h"
+#include "platform/portable/clock.h"
+#include "platform/portable/power.h"
+#include "service/membership.h"
+#include "service/service_env.h"
+#include "service/service_log.h"
+#include "service/virtual_service.h"
+#include "settings/my_opts.h"
+#include "simulator/event_texts.h"
+#include "simulator/sim_seams.h"
+
+namespace tv {
+
+namespace {
+
+constexpr std::int64_t kNever = std::numeric_limits<std::int64_t>::max();
+// The tick count when the service starts: the computer has been up for a minute.
+constexpr Tick kBootTick = 60000;
+// Session numbers are 1..65535 in a scenario; the monitor cache is indexed by them.
+constexpr std::size_t kIdSlots = 65536;
+
+std::wstring FirstLine(const std::wstring& text) {
+  const std::size_t cut = text.find_first_of(L"\r\n");
+  return cut == std::wstring::npos ? text : text.substr(0, cut);
+}
+
+std::wstring NextObjectPrefix() {
+  static std::atomic<int> serial{0};
+  return L"TarnvaleSim" + std::to_wstring(++serial) + L"_";
+}
+
+class Driver final : public SimObserver {
+ public:
+  Driver(const Scenario& scenario, MemKeyStore& keys, const SimulatorOptions& options, SimulationResult* result)
+      : sc_(scenario),
+        keys_(keys),
+        opt_(options),
+        res_(result),
+        clock_(kBootTick, scenario.start),
+        powerSeam_(*this, power_),
+        log_(*this),
+        sessions_(*this),
+        env_{.sessions = sessions_, .accounts = accounts_, .power = powerSeam_, .eventLog = log_, .clock = clock_,
+             .keys = keys_},
+        end_(options.seconds > 0 ? std::min(options.seconds, scenario.Seconds()) : scenario.Seconds()),
+        cache_(kIdSlots, nullptr),
+        seen_(kIdSlots, 0),
+        index_(kIdSlots, -1) {
+    env_.zone = &zone_;
+    env_.objectPrefix = opt_.objectPrefix.empty() ? NextObjectPrefix() : opt_.objectPrefix;
+    SetUpAccounts();
+    LoadOptions();
+    rt_.resize(sc_.sessions.size());
+    for (std::size_t i = 0; i < sc_.sessions.size(); ++i) {
+      const ScenarioSession& s = sc_.sessions[i];
+      if (s.id < kIdSlots) index_[s.id] = static_cast<int>(i);
+      rt_[i].account = FormAccountName(ReportedDomain(s), s.user, sc_.computer);
+      byAccount_.emplace(rt_[i].account, s.id);
+    }
+    res_->summary.sessions = static_cast<int>(sc_.sessions.size());
+  }
+
+  ~Driver() override {
+    // The service refers to the sessions table: it goes first.
+    service_.reset();
+    table_.reset();
+  }
+
+  void Run() {
+    Boot(false);
+    const std::int64_t end = end_;
+    std::size_t& next = nextEvent_;
+    const auto& events = sc_.events;
+    for (;;) {
+      std::int64_t at = std::min(end, next < events.size() ? events[next].at : kNever);
+      const std::int64_t keepAlive = NextKeepAlive();
+      at = std::min(at, keepAlive);
+      if (at >= end) break;
+      AdvanceTo(at - 1);
+      std::size_t last = next;
+      while (last < events.size() && events[last].at == at) ++last;
+      // What the users do at the keyboard in this second is seen by this second's round; what
+      // Windows reports (log-ons, locks, ...) reaches the service after it.
+      if (state_ == Power::kOn) {
+        bool trim = false;
+        for (std::size_t i = next; i < last; ++i) trim = SignalInput(events[i]) || trim;
+        // The stale-session rule about to run orders sessions by their last input: the users at
+        // their keyboards have just typed, not at the last keep-alive.
+        trim = trim && opts_->LogoffStale && service_->MonitorCount() >= opts_->LogoffStaleCount;
+        if (keepAlive == at || trim) SignalKeepAlive();
+      }
+      AdvanceTo(at);
+      for (std::size_t i = next; i < last; ++i) Apply(events[i]);
+      next = last;
+    }
+    AdvanceTo(end);
+  }
+
+  // ---- SimObserver
+
+  void OnEventLogged(DWORD eventId, const std::vector<std::wstring>& strings) override {
+    SimulationSummary& s = res_->summary;
+    ++s.eventCounts[eventId];
+    switch (eventId) {
+      case evt::kLoggedOff: ++s.logoffs; break;
+      case evt::kStaleLoggedOff: ++s.staleLogoffs; break;
+      case evt::kSparedLastActive: ++s.sparedLastActive; break;
+      case evt::kScheduleInactive: ++s.sparedSchedule; break;
+      case evt::kNotEnabledAtTimeout: ++s.sparedNotEnabled; break;
+      case evt::kSkippedExcluded:
+      case evt::kSkippedExcludedGroup:
+      case evt::kSkippedNotApplied: ++s.notMonitored; break;
+      case evt::kShutdownInitiated: ++s.shutdowns; break;
+      case evt::kSuspendInitiated: ++s.suspends; break;
+      default: break;
+    }
+    if (EventTypeOf(eventId) == EventType::kError) ++s.errors;
+    // Written after the scenario's end (a computer that slept through it): counted, not shown.
+    if (!opt_.keepTimeline || sec_ >= end_) return;
+    TimelineEntry e;
+    e.at = sec_;
+    e.kind = TimelineEntry::Kind::kService;
+    e.eventId = eventId;
+    e.text = TrimEventText(FormatEventText(eventId, strings));
+    const wchar_t* raw = FindEventText(eventId);
+    if (raw && std::wcsstr(raw, L"'%1'") && !strings.empty()) {
+      e.account = strings[0];
+      e.session = Attribute(e.account);
+    }
+    res_->timeline.push_back(std::move(e));
+  }
+
+  void OnSessionTouched(SessionId id) override { touched_ = id; }
+
+  void OnWarning(SessionId id, bool messageBox, const std::wstring& text) override {
+    ++res_->summary.warnings;
+    if (!opt_.keepTimeline) return;
+    Runtime* rt = Find(id);
+    std::wstring line;
+    if (messageBox) {
+      line = std::wstring(rt && rt->locked ? L"Warning on the locked screen (system message box): \""
+                                           : L"Warning (system message box): \"") +
+             FirstLine(text) + L"\"";
+    } else {
+      line = L"Warning with countdown: \"" + FirstLine(SessionMonitor::WarningText(*opts_, false, opts_->MessageTimeout)) +
+             L"\"";
+    }
+    Add(TimelineEntry::Kind::kWarning, id, line);
+  }
+
+  void OnLoggedOff(SessionId id) override {
+    if (Runtime* rt = Find(id)) rt->exists = false;
+  }
+
+  void OnSuspended(bool hibernate) override {
+    Add(TimelineEntry::Kind::kComputer, kNoSession,
+        hibernate ? L"The computer hibernates." : L"The computer goes to sleep.");
+    // The request returns after the wake-up: someone comes to the computer a moment before
+    // they do anything with it, or the scenario ends.
+    std::int64_t wake = end_;
+    for (std::size_t i = nextEvent_; i < sc_.events.size(); ++i) {
+      if (Wakes(sc_.events[i].verb)) {
+        wake = std::min(end_, std::max(sec_, sc_.events[i].at - 1));
+        break;
+      }
+    }
+    Jump(wake);
+    if (wake < end_) {
+      ++res_->summary.wakes;
+      Add(TimelineEntry::Kind::kComputer, kNoSession, L"The computer wakes up.");
+    }
+  }
+
+  void OnShutdownStarted() override { shutdownStarted_ = true; }
+
+ private:
+  enum class Power { kOn, kOff };
+  enum class Mode { kActive, kIdle, kBusy };
+
+  // What the simulated computer knows of a scenario session at the moment.
+  struct Runtime {
+    bool exists = false;  // logged on (the sessions table has it)
+    Mode mode = Mode::kActive;
+    bool locked = false;
+    bool disconnected = false;
+    std::wstring account;
+  };
+
+  std::wstring ReportedDomain(const ScenarioSession& s) const {
+    // Windows names the computer as the domain of a local account.
+    return s.domain.empty() ? sc_.computer : s.domain;
+  }
+
+  void SetUpAccounts() {
+    accounts_.SetMachineName(sc_.computer);
+    for (const ScenarioSession& s : sc_.sessions) {
+      const std::wstring account = FormAccountName(ReportedDomain(s), s.user, sc_.computer);
+      if (s.domain.empty()) {
+        std::vector<std::wstring> local = s.localGroups;
+        local.insert(local.end(), s.globalGroups.begin(), s.globalGroups.end());
+        accounts_.SetLocalGroups(account, local);
+      } else {
+        accounts_.AddDomainController(s.domain, L"\\\\DC1");
+        accounts_.SetGlobalGroups(s.user, s.globalGroups);
+        accounts_.SetLocalGroups(account, s.localGroups);
+      }
+    }
+  }
+
+  void LoadOptions() {
+    MyOptsServices services;
+    services.store = &keys_;
+    services.accounts = &accounts_;
+    opts_ = std::make_unique<MyOpts>(services);
+    (void)opts_->Load();
+    timeoutMs_ = std::uint64_t(opts_->Timeout) * 60000;
+    warningMs_ = std::uint64_t(opts_->MessageTimeout) * 60000;
+    // An active user is seen often enough that the idle clock never reaches the time-out; on a
+    // grid shared by all sessions, so that their signals need the same rounds.
+    keepAliveSeconds_ = std::clamp<std::int64_t>(std::int64_t(opts_->Timeout) * 30, 1, 900);
+  }
+
+  Runtime* Find(SessionId id) {
+    if (id >= kIdSlots || index_[id] < 0) return nullptr;
+    return &rt_[static_cast<std::size_t>(index_[id])];
+  }
+
+  SessionId Attribute(const std::wstring& account) {
+    if (Runtime* rt = Find(touched_); rt && rt->account == account) return touched_;
+    auto [from, to] = byAccount_.equal_range(account);
+    SessionId any = kNoSession;
+    for (auto it = from; it != to; ++it) {
+      if (any == kNoSession) any = it->second;
+      if (Runtime* rt = Find(it->second); rt && rt->exists) return it->second;
+    }
+    return any;
+  }
+
+  void Add(TimelineEntry::Kind kind, SessionId id, std::wstring text) {
+    if (!opt_.keepTimeline || sec_ >= end_) return;
+    TimelineEntry e;
+    e.at = sec_;
+    e.kind = kind;
+    e.session = id;
+    if (Runtime* rt = Find(id)) e.account = rt->account;
+    e.text = std::move(text);
+    res_->timeline.push_back(std::move(e));
+  }
+
+  // ---- the computer
+
+  void Boot(bool announce) {
+    table_ = std::make_unique<SimulatedSessions>();
+    table_->SetLogoffRemovesSession(true);
+    table_->SetTimeSource([this] { return clock_.LocalFileTime(); });
+    for (const ScenarioSession& s : sc_.sessions) {
+      if (s.console) table_->SetConsoleSession(s.id);
+    }
+    sessions_.Attach(table_.get());
+    clock_.SetTickCount(kBootTick);
+    if (announce) {
+      ++res_->summary.starts;
+      Add(TimelineEntry::Kind::kComputer, kNoSession, L"The computer starts.");
+    }
+    service_ = std::make_unique<VirtualService>(env_, clock_, *table_);
+    service_->Start();
+    state_ = Power::kOn;
+    monitorsStale_ = true;
+  }
+
+  void PowerUp() {
+    if (state_ == Power::kOff) Boot(true);
+  }
+
+  void ShutDown() {
+    std::wstring gone;
+    for (std::size_t i = 0; i < rt_.size(); ++i) {
+      if (!rt_[i].exists) continue;
+      gone += (gone.empty() ? L"" : L", ") + rt_[i].account;
+      rt_[i].exists = false;
+    }
+    Add(TimelineEntry::Kind::kComputer, kNoSession,
+        gone.empty() ? L"The computer shuts down." : L"The computer shuts down, ending the sessions of " + gone + L".");
+    // A shutdown does not run the service's stop sequence: the process just ends.
+    service_.reset();
+    sessions_.Attach(nullptr);
+    table_.reset();
+    ClearMonitors();
+    state_ = Power::kOff;
+  }
+
+  // ---- time
+
+  void Jump(std::int64_t to) {
+    if (to <= sec_) return;
+    clock_.Advance(std::uint64_t(to - sec_) * 1000);
+    sec_ = to;
+  }
+
+  void DoStep() {
+    // The round belongs to the second the clock moves to: what it writes is stamped with it.
+    ++sec_;
+    service_->Step();
+    ++res_->rounds;
+    pendingRound_ = false;
+    // The shutdown started in this round takes the computer down before the next one.
+    if (shutdownStarted_) ShutDown();
+    shutdownStarted_ = false;
+    monitorsStale_ = true;
+  }
+
+  // Runs the rounds up to and including second `to` in which anything can happen.
+  void AdvanceTo(std::int64_t to) {
+    while (sec_ < to) {
+      if (state_ != Power::kOn) return Jump(to);
+      const std::int64_t next = opt_.exact ? sec_ + 1 : NextWork();
+      if (next > to) return Jump(to);
+      Jump(next - 1);
+      DoStep();
+    }
+  }
+
+  static std::int64_t SecondsUntil(std::uint64_t ms) { return std::int64_t((ms + 999) / 1000); }
+
+  // The first second whose round can change anything: a signal waits, background work is due,
+  // or a monitor's idle clock reaches what it is waiting for (the time-out, or the end of the
+  // warning). Rounds before it would only find the clocks short of their marks.
+  std::int64_t NextWork() {
+    const std::int64_t soon = sec_ + 1;
+    if (pendingRound_) return soon;
+    if (monitorsStale_) RefreshMonitors();
+    const Tick now = clock_.GetTickCount();
+    const BackgroundWork& bg = service_->Background();
+    if (bg.Resumed()) return soon;
+    std::int64_t best = kNever;
+    for (Tick due : {bg.RescanTime(), bg.Deadline()}) {
+      if (due == 0) continue;
+      if (now >= due) return soon;  // the background compares tick values, not differences
+      best = std::min(best, sec_ + SecondsUntil(due - now));
+    }
+    for (SessionId id : monitored_) {
+      const SessionMonitor* m = cache_[id];
+      // An ended monitor leaves with the round that ended it; a stale log-off is due at once.
+      if (!m || m->HasEnded()) continue;
+      if (m->StaleLogoffRequested()) return soon;
+      const std::uint64_t mark = m->InWarning() ? warningMs_ : timeoutMs_;
+      const Tick idle = now - m->LastActivity();
+      if (idle >= mark) return soon;
+      // A mark beyond the tick range is never reached: the idle time wraps first.
+      if (mark > 0xFFFFFFFFull) continue;
+      best = std::min(best, sec_ + SecondsUntil(mark - idle));
+    }
+    return std::max(best, soon);
+  }
+
+  // The monitors the service runs now, by session. A monitor is only ever looked at while its
+  // session is in the service's list, which it leaves before it is destroyed.
+  void RefreshMonitors() {
+    monitorsStale_ = false;
+    if (!service_) return ClearMonitors();
+    ++epoch_;
+    std::vector<SessionId> now = service_->Registry().Sessions();
+    for (SessionId id : now) {
+      if (id >= kIdSlots) continue;
+      seen_[id] = epoch_;
+      if (!cache_[id]) cache_[id] = service_->FindMonitor(id);
+    }
+    for (SessionId id : monitored_) {
+      if (id < kIdSlots && seen_[id] != epoch_) cache_[id] = nullptr;
+    }
+    now.erase(std::remove_if(now.begin(), now.end(), [](SessionId id) { return id >= kIdSlots; }), now.end());
+    monitored_ = std::move(now);
+  }
+
+  void ClearMonitors() {
+    for (SessionId id : monitored_) cache_[id] = nullptr;
+    monitored_.clear();
+  }
+
+  // ---- the users
+
+  bool InputSeen(Mode mode) const {
+    if (mode == Mode::kActive) return opts_->MonitorKB || opts_->MonitorMouse;
+    if (mode == Mode::kBusy) return opts_->MonitorCPU != 0;
+    return false;
+  }
+
+  bool WantsKeepAlive(const Runtime& rt) const {
+    return rt.exists && !rt.locked && !rt.disconnected && InputSeen(rt.mode);
+  }
+
+  std::int64_t NextKeepAlive() const {
+    if (state_ != Power::kOn) return kNever;
+    for (const Runtime& rt : rt_) {
+      if (WantsKeepAlive(rt)) return (sec_ / keepAliveSeconds_ + 1) * keepAliveSeconds_;
+    }
+    return kNever;
+  }
+
+  void Signal(SessionId id) {
+    if (service_ && service_->SignalActivity(id)) pendingRound_ = true;
+  }
+
+  void SignalKeepAlive() {
+    for (std::size_t i = 0; i < rt_.size(); ++i) {
+      if (WantsKeepAlive(rt_[i])) Signal(sc_.sessions[i].id);
+    }
+  }
+
+  // Input that comes with a verb: the user is back at the keyboard, or typed a last key before
+  // walking away from it. Answers whether the verb makes the service apply the stale-session
+  // rule (a log-on, an unlock; a user coming back to a session that is gone logs on).
+  bool SignalInput(const ScenarioEvent& e) {
+    const Runtime* rt = Find(e.session);
+    if (!rt || !rt->exists) {
+      return e.verb == ScenarioVerb::kLogon || e.verb == ScenarioVerb::kActive || e.verb == ScenarioVerb::kBusy ||
+             e.verb == ScenarioVerb::kUnlock || e.verb == ScenarioVerb::kReconnect;
+    }
+    switch (e.verb) {
+      case ScenarioVerb::kActive:
+      case ScenarioVerb::kUnlock:
+      case ScenarioVerb::kReconnect:
+        if (InputSeen(Mode::kActive)) Signal(e.session);
+        break;
+      case ScenarioVerb::kBusy:
+        if (InputSeen(Mode::kBusy) || (rt->mode == Mode::kActive && InputSeen(Mode::kActive))) Signal(e.session);
+        break;
+      case ScenarioVerb::kIdle:
+      case ScenarioVerb::kLock:
+      case ScenarioVerb::kDisconnect:
+        if (WantsKeepAlive(*rt) && rt->mode == Mode::kActive) Signal(e.session);
+        break;
+      default: break;
+    }
+    return e.verb == ScenarioVerb::kLogon || e.verb == ScenarioVerb::kUnlock;
+  }
+
+  // Someone at the computer starts or wakes it; walking away from it changes nothing.
+  static bool Wakes(ScenarioVerb verb) { return verb != ScenarioVerb::kIdle; }
+
+  static const wchar_t* Intent(ScenarioVerb verb) {
+    switch (verb) {
+      case ScenarioVerb::kLogoff: return L"log off";
+      case ScenarioVerb::kLock: return L"lock the screen";
+      case ScenarioVerb::kDisconnect: return L"disconnect";
+      default: return VerbName(verb);
+    }
+  }
+
+  void LogOn(const ScenarioSession& s, Runtime& rt) {
+    ++res_->summary.userLogons;
+    table_->AddSession(s.id, ReportedDomain(s), s.user);
+    rt.exists = true;
+    rt.mode = Mode::kActive;
+    rt.locked = false;
+    rt.disconnected = false;
+  }
+
+  void Apply(const ScenarioEvent& e) {
+    const ScenarioSession* s = sc_.FindSession(e.session);
+    Runtime* rt = Find(e.session);
+    if (!s || !rt) return;
+    if (Wakes(e.verb)) PowerUp();
+    const wchar_t* text = nullptr;
+    if (!rt->exists) {
+      switch (e.verb) {
+        case ScenarioVerb::kLogon:
+          Add(TimelineEntry::Kind::kUser, s->id, L"logs on");
+          LogOn(*s, *rt);
+          break;
+        case ScenarioVerb::kActive:
+        case ScenarioVerb::kBusy:
+        case ScenarioVerb::kUnlock:
+        case ScenarioVerb::kReconnect:
+          Add(TimelineEntry::Kind::kUser, s->id, L"comes back: the session is gone, so logs on again");
+          LogOn(*s, *rt);
+          if (e.verb == ScenarioVerb::kBusy) rt->mode = Mode::kBusy;
+          break;
+        default:
+          if (e.verb == ScenarioVerb::kIdle) return;  // nothing there to leave
+          Add(TimelineEntry::Kind::kUser, s->id, std::wstring(L"would ") + Intent(e.verb) + L", but the session is gone");
+          return;
+      }
+    } else {
+      switch (e.verb) {
+        case ScenarioVerb::kLogon:
+          text = L"logs on";
+          LogOn(*s, *rt);
+          break;
+        case ScenarioVerb::kLogoff:
+          text = L"logs off";
+          ++res_->summary.userLogoffs;
+          table_->EndSession(s->id);
+          rt->exists = false;
+          // The agent ends with the session and cancels its monitor, which its next round sees.
+          pendingRound_ = true;
+          break;
+        case ScenarioVerb::kLock:
+          text = L"locks the screen";
+          table_->Lock(s->id);
+          rt->locked = true;
+          break;
+        case ScenarioVerb::kUnlock:
+          text = L"unlocks the screen";
+          table_->Unlock(s->id);
+          rt->locked = false;
+          rt->mode = Mode::kActive;
+          break;
+        case ScenarioVerb::kDisconnect:
+          text = L"disconnects (the session stays)";
+          table_->Disconnect(s->id);
+          rt->disconnected = true;
+          break;
+        case ScenarioVerb::kReconnect:
+          text = L"reconnects";
+          table_->Reconnect(s->id);
+          rt->disconnected = false;
+          rt->mode = Mode::kActive;
+          break;
+        case ScenarioVerb::kActive:
+          text = L"is back at work";
+          rt->mode = Mode::kActive;
+          break;
+        case ScenarioVerb::kIdle:
+          text = L"leaves the keyboard";
+          rt->mode = Mode::kIdle;
+          break;
+        case ScenarioVerb::kBusy:
+          text = L"leaves a program running that keeps the processor busy";
+          rt->mode = Mode::kBusy;
+          break;
+      }
+      Add(TimelineEntry::Kind::kUser, s->id, text);
+    }
+    service_->DispatchNotifications();
+    monitorsStale_ = true;
+  }
+
+  const Scenario& sc_;
+  MemKeyStore& keys_;
+  SimulatorOptions opt_;
+  SimulationResult* res_;
+
+  SimulatedClock clock_;
+  FixedTimeZone zone_{0};
+  SimulatedAccounts accounts_;
+  SimulatedPower power_;
+  ObservingPower powerSeam_;
+  ObservingEventLog log_;
+  ObservingSessions sessions_;
+  ServiceEnvironment env_;
+  std::unique_ptr<SimulatedSessions> table_;
+  std::unique_ptr<VirtualService> service_;
+  std::unique_ptr<MyOpts> opts_;
+  std::uint64_t timeoutMs_ = 0;
+  std::uint64_t warningMs_ = 0;
+  std::int64_t keepAliveSeconds_ = 900;
+
+  Power state_ = Power::kOff;
+  bool shutdownStarted_ = false;
+  const std::int64_t end_;
+  std::size_t nextEvent_ = 0;  // the first event not applied yet
+  std::int64_t sec_ = 0;
+  bool pendingRound_ = false;
+  // Set whenever the service may have started or ended monitors since the cache was filled; the
+  // cache is not looked at before it is filled again.
+  bool monitorsStale_ = true;
+  SessionId touched_ = kNoSession;
+
+  std::vector<Runtime> rt_;
+  std::multimap<std::wstring, SessionId> byAccount_;
+  std::vector<const SessionMonitor*> cache_;
+  std::vector<std::uint64_t> seen_;
+  std::uint64_t epoch_ = 0;
+  std::vector<SessionId> monitored_;
+  std::vector<int> index_;
+};
+
+}  // namespace
+
+bool RunSimulation(const Scenario& scenario, MemKeyStore& settings, const SimulatorOptions& options,
+                   SimulationResult* result, std::wstring* error) {
+  try {
+    *result = SimulationResult{};
+    Driver driver(scenario, settings, options, result);
+    driver.Run();
+    return true;
+  } catch (const std::bad_alloc&) {
+    if (error) *error = L"out of memory";
+    return false;
+  } catch (const std::exception&) {
+    if (error) *error = L"the simulation failed";
+    return false;
+  }
+}
+
+}  // namespace tv

@@ -1,0 +1,148 @@
+#include "simulator/sim_settings.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "foundation/text_file.h"
+#include "settings/my_opts.h"
+#include "settings/options.h"
+#include "settings/reg_key.h"
+#include "settings/settings_file.h"
+#include "sim_fixture.h"
+
+namespace tv {
+namespace {
+
+class SettingsFileTest : public testing::Test {
+ protected:
+  void TearDown() override {
+    std::error_code ignored;
+    for (const auto& p : written_) std::filesystem::remove(p, ignored);
+  }
+
+  // A file holding `lines` joined with CR LF after the XML declaration (so `lines[0]` is line 2).
+  std::wstring Write(const std::wstring& name, const std::vector<std::wstring>& lines) {
+    std::wstring text = L"<?xml version=\"1.0\"?>\r\n";
+    for (const std::wstring& l : lines) text += l + L"\r\n";
+    return WriteText(name, text);
+  }
+
+  std::wstring WriteText(const std::wstring& name, const std::wstring& text) {
+    const std::filesystem::path path =
+        std::filesystem::temp_directory_path() / (L"tv_sim_settings_" + std::to_wstring(serial_++) + L"_" + name);
+    written_.push_back(path);
+    EXPECT_TRUE(WriteTextFile(path.wstring().c_str(), text));
+    return path.wstring();
+  }
+
+  // Loads `path`; answers the error ("" on success) and fills notes_.
+  std::wstring Load(const std::wstring& path) {
+    notes_.clear();
+    std::wstring error;
+    return LoadSettingsFile(path, L"x.cfg", keys_, &notes_, &error) ? std::wstring() : error;
+  }
+
+  static std::wstring Dword(const wchar_t* name, const wchar_t* value) {
+    return std::wstring(L"<DATA Name=\"") + name + L"\" Type=\"REG_DWORD\" Value=\"" + value + L"\"/>";
+  }
+  static std::wstring Text(const wchar_t* name, const wchar_t* value) {
+    return std::wstring(L"<DATA Name=\"") + name + L"\" Type=\"REG_SZ\" Value=\"" + value + L"\"/>";
+  }
+
+  MemKeyStore keys_;
+  std::vector<std::wstring> notes_;
+  std::vector<std::filesystem::path> written_;
+  int serial_ = 0;
+};
+
+TEST_F(SettingsFileTest, AFileTheProductExportedLoadsAsItWasWritten) {
+  MemKeyStore source;
+  test::WriteSettings(source, 45, 3, [](MyOpts& o) {
+    o.Exclude = {L"Domain Admins"};
+    o.UseSchedule = 1;
+    o.SetSchedule(L"Mon 8:00-17:30, ");
+  });
+  const std::wstring path = WriteText(L"exported.cfg", L"");
+  RegKey key(kAppRootKey, false, source);
+  ASSERT_TRUE(ExportRegKey(nullptr, key, path.c_str(), 1));
+
+  EXPECT_EQ(Load(path), L"");
+  EXPECT_TRUE(notes_.empty()) << testing::PrintToString(notes_);
+  MyOpts opts(keys_);
+  ASSERT_TRUE(opts.Load());
+  EXPECT_EQ(opts.Timeout, 45u);
+  EXPECT_EQ(opts.MessageTimeout, 3u);
+  EXPECT_EQ(opts.Exclude, std::vector<std::wstring>{L"Domain Admins"});
+  EXPECT_STREQ(opts.GetSchedule(), L"Mon 8:00-17:30, ");
+}
+
+TEST_F(SettingsFileTest, WhatTheProductWouldMisreadIsAnErrorNamingTheLine) {
+  // A number typed as words reads as 0: an immediate warning for everybody.
+  EXPECT_EQ(Load(Write(L"words.cfg", {Dword(L"Enable", L"1"), Text(L"Timeout", L"thirty")})),
+            L"x.cfg:3: Timeout is \"thirty\", which Tarnvale would read as 0: give a number");
+  EXPECT_EQ(Load(Write(L"text.cfg", {Dword(L"Enable", L"1"), Dword(L"MessageText", L"5")})),
+            L"x.cfg:3: MessageText must be text (REG_SZ)");
+  const std::wstring schedule = Load(Write(L"sched.cfg", {Dword(L"Enable", L"1"), Dword(L"UseSchedule", L"1"),
+                                                          Text(L"Schedule", L"Mon 8:00-17:30, Tue 9:00-25:00, ")}));
+  EXPECT_EQ(schedule.rfind(L"x.cfg:4: the schedule cannot be read from \"Tue 9:00-25:00, \"", 0), 0u)
+      << testing::PrintToString(schedule);
+  // A number given as digits in text is what the product reads, so it is fine.
+  EXPECT_EQ(Load(Write(L"digits.cfg", {Dword(L"Enable", L"1"), Text(L"Timeout", L" 25")})), L"");
+  MyOpts opts(keys_);
+  (void)opts.Load();
+  EXPECT_EQ(opts.Timeout, 25u);
+}
+
+TEST_F(SettingsFileTest, BrokenFilesGiveTheReadersMessageWithItsLine) {
+  const std::wstring truncated = Load(Write(L"broken.cfg", {Dword(L"Enable", L"1"), L"<DATA Name=\"Timeout\" Type=",
+                                                            Dword(L"MessageTimeout", L"5")}));
+  // The reader stops where the attribute value should have begun: on the next line.
+  EXPECT_EQ(truncated.rfind(L"x.cfg:4: ", 0), 0u) << testing::PrintToString(truncated);
+  EXPECT_EQ(truncated.find(L'\n'), std::wstring::npos);
+  EXPECT_NE(Load(L"/no/such/folder/tarnvale.cfg").find(L"x.cfg: cannot read the file"), std::wstring::npos);
+  // A failed import leaves nothing behind for the simulator to run on by mistake.
+  RegKey key(kAppRootKey, false, keys_);
+  EXPECT_FALSE(key.IsOpen() && key.FindValue(L"MessageTimeout"));
+}
+
+TEST_F(SettingsFileTest, NamesTheServiceIgnoresAndASwitchedOffProductAreNotes) {
+  EXPECT_EQ(Load(Write(L"notes.cfg", {L"<KEY Name=\"Extra\">", Text(L"a", L"b"), L"</KEY>", Dword(L"Enable", L"0"),
+                                      Dword(L"Timout", L"20"), Dword(L"SessionsMaximum", L"7")})),
+            L"");
+  ASSERT_EQ(notes_.size(), 3u) << testing::PrintToString(notes_);
+  EXPECT_EQ(notes_[0], L"x.cfg:6: 'Timout' is not a setting Tarnvale reads; it is ignored");
+  EXPECT_EQ(notes_[1], L"x.cfg:2: the key 'Extra' is not read by the service");
+  EXPECT_EQ(notes_[2].rfind(L"x.cfg:5: Tarnvale is not enabled", 0), 0u);
+  MyOpts opts(keys_);
+  (void)opts.Load();
+  const auto described = DescribeSettings(opts);
+  ASSERT_EQ(described.size(), 1u);
+  EXPECT_NE(described[0].find(L"logs nobody off"), std::wstring::npos);
+}
+
+TEST(DescribeSettings, SaysWhenAndWhomInPlainWords) {
+  MemKeyStore keys;
+  test::WriteSettings(keys, 30, 5, [](MyOpts& o) {
+    o.MonitorMouse = 0;
+    o.MonitorCPU = 1;
+    o.PercentCPU = 40;
+    o.Exclude = {L"Administrators", L"Domain Admins"};
+    o.Shutdown = 1;
+    o.ShutdownTimeout = 1;
+    o.ShutdownAction = kActionHibernate;
+  });
+  MyOpts opts(keys);
+  ASSERT_TRUE(opts.Load());
+  std::wstring all;
+  for (const std::wstring& line : DescribeSettings(opts)) all += line + L"\n";
+  for (const wchar_t* part :
+       {L"After 30 minutes without input", L"5 minutes later it is logged off", L"Activity is: keyboard, processor load "
+        L"above 40 %.", L"Applies to: everybody; never to: Administrators, Domain Admins.", L"no schedule",
+        L"Hibernate once nobody has been logged on for 1 minute."}) {
+    EXPECT_NE(all.find(part), std::wstring::npos) << testing::PrintToString(part) << " in " << testing::PrintToString(all);
+  }
+}
+
+}  // namespace
+}  // namespace tv
