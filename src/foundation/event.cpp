@@ -107,6 +107,19 @@ void Event::Pulse() {
 
 BOOL Event::IsSet() { return Wait(0); }
 
+DWORD WaitForAnyEvent(Event* const* events, DWORD count, DWORD timeout) {
+  void* handles[64];
+  if (count == 0 || count > 64) return Fail(err::kInvalidParameter), kernel::kWaitFailed;
+  for (DWORD i = 0; i < count; ++i) {
+    handles[i] = static_cast<void*>(*events[i]);
+    if (!handles[i]) return Fail(err::kInvalidHandle), kernel::kWaitFailed;
+  }
+  const DWORD result = kernel::WaitAnyObject(handles, count, timeout);
+  if (result < count) return result;
+  if (result >= kernel::kWaitAbandoned && result < kernel::kWaitAbandoned + count) return result - kernel::kWaitAbandoned;
+  return result == kernel::kWaitTimeout ? kernel::kWaitTimeout : kernel::kWaitFailed;
+}
+
 void* Event::Win32_Open(DWORD access, BOOL inherit, const wchar_t* fullName) {
   return kernel::OpenEventObject(access, inherit, fullName);
 }

@@ -87,6 +87,11 @@ class Event : public Synch {
   void* Win32_Open(DWORD access, BOOL inherit, const wchar_t* fullName) override;
 };
 
+// Waits for the first of `count` events (at most 64) and takes its signal: the index of that
+// event, or 258 (timed out), or 0xFFFFFFFF when an event has no handle. One wait on all of
+// them, so a thread watching several events sleeps until one of them changes.
+DWORD WaitForAnyEvent(Event* const* events, DWORD count, DWORD timeout);
+
 // An event under a name used exactly as given (no namespace prefix), with default security.
 class EventSimple {
  public:

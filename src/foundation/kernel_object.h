@@ -37,6 +37,9 @@ BOOL ReleaseMutexObject(void* mutex);
 // whose owner ended, kWaitAbandoned. A successful wait takes what it waited for (an auto-reset
 // event's signal, a mutex's ownership).
 DWORD WaitObject(void* handle, DWORD timeout);
+// Waits for the first of `count` objects (at most 64): kWaitObject0 + index of the one taken,
+// kWaitAbandoned + index, kWaitTimeout or kWaitFailed. Only the object that ends the wait is taken.
+DWORD WaitAnyObject(void* const* handles, DWORD count, DWORD timeout);
 // As WaitObject, but on Windows also wakes with kWaitInput when a message of the kinds in
 // `wakeMask` arrives for the calling thread. Elsewhere there is no message queue.
 DWORD MsgWaitObject(void* handle, DWORD timeout, DWORD wakeMask);

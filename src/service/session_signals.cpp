@@ -1,5 +1,8 @@
 #include "service/session_signals.h"
 
+#include <chrono>
+#include <thread>
+
 namespace tv {
 
 namespace {
@@ -34,10 +37,15 @@ BOOL SessionSignals::Create(const std::wstring& prefix, SessionId id) {
 }
 
 RoundSignal SessionSignals::Wait(DWORD timeoutMs) {
-  switch (WaitForEitherEvent(idle_, cancel_, timeoutMs)) {
+  Event* events[2] = {&idle_, &cancel_};
+  switch (WaitForAnyEvent(events, 2, timeoutMs)) {
     case 0: return RoundSignal::kIdle;
     case 1: return RoundSignal::kCancel;
-    default: return RoundSignal::kTimeout;
+    case 258: return RoundSignal::kTimeout;
+    default:
+      // A failed wait must not turn the once-a-second loop into a spin.
+      std::this_thread::sleep_for(std::chrono::milliseconds(timeoutMs));
+      return RoundSignal::kTimeout;
   }
 }
 

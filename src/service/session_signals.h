@@ -42,8 +42,4 @@ class SessionSignals {
   Event cancel_;
 };
 
-// Waits for whichever of two events comes first (platform body): 0 for `first`, 1 for `second`,
-// kWaitTimeout (258) when neither came within `timeoutMs`.
-DWORD WaitForEitherEvent(Event& first, Event& second, DWORD timeoutMs);
-
 }  // namespace tv

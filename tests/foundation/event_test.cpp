@@ -7,6 +7,7 @@
 #include <string>
 #include <thread>
 
+#include "foundation/message_pump.h"
 #include "foundation/thread.h"
 #include "foundation/thread_test_support.h"
 #include "platform/last_error.h"
@@ -169,6 +170,35 @@ TEST(MessagePump, ProcessAllMessagesReportsAQuitMessage) {
   EXPECT_TRUE(fired.WaitProcessAllMessages(nullptr, kPatience, kTrue));
   ::KillTimer(nullptr, timer);
 #endif
+}
+
+TEST(Event, WaitForAnyTakesOnlyTheEventThatEndsTheWaitAndWakesOnALaterSet) {
+  Event a, b, unopened;
+  ASSERT_TRUE(a.CreateOrOpen(nullptr, kFalse, kFalse, kFalse));
+  ASSERT_TRUE(b.CreateOrOpen(nullptr, kFalse, kFalse, kFalse));
+  Event* both[2] = {&a, &b};
+  EXPECT_EQ(WaitForAnyEvent(both, 2, 0), 258u);
+
+  // Both set: the first in order wins and the other keeps its signal for the next wait.
+  a.Set();
+  b.Set();
+  EXPECT_EQ(WaitForAnyEvent(both, 2, 0), 0u);
+  EXPECT_EQ(WaitForAnyEvent(both, 2, 0), 1u);
+  EXPECT_EQ(WaitForAnyEvent(both, 2, 0), 258u);
+
+  // A set from another thread ends a wait that is already sleeping on both.
+  Event started;
+  ASSERT_TRUE(started.CreateOrOpen(nullptr, kFalse, kTrue, kFalse));
+  std::thread setter([&] {
+    ASSERT_TRUE(started.Wait(kInfinite));
+    b.Set();
+  });
+  started.Set();
+  EXPECT_EQ(WaitForAnyEvent(both, 2, 0xFFFFFFFF), 1u);
+  setter.join();
+
+  Event* broken[2] = {&a, &unopened};
+  EXPECT_EQ(WaitForAnyEvent(broken, 2, 0), 0xFFFFFFFFu);
 }
 
 }  // namespace

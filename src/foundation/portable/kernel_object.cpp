@@ -26,6 +26,13 @@ constexpr ErrorCode kNotOwner = 288;  // ERROR_NOT_OWNER
 
 enum class Kind { kEvent, kMutex, kThread };
 
+// A thread waiting on several objects at once: each object it watches wakes it on a change.
+struct Watcher {
+  std::mutex m;
+  std::condition_variable cv;
+  bool woken = false;
+};
+
 struct Object {
   explicit Object(Kind k) : kind(k) {}
   const Kind kind;
@@ -48,6 +55,18 @@ struct Object {
   std::thread::id owner;
   unsigned recursion = 0;
   bool abandoned = false;
+  // Threads in WaitAnyObject that watch this object; guarded by `m`.
+  std::vector<Watcher*> watchers;
+
+  // Wakes the watchers after a change that may let a waiter go. Called with `m` held, which keeps
+  // every registered watcher alive (a watcher leaves the list under `m` before it goes away).
+  void WakeWatchersLocked() {
+    for (Watcher* w : watchers) {
+      std::lock_guard<std::mutex> lock(w->m);
+      w->woken = true;
+      w->cv.notify_one();
+    }
+  }
 };
 
 // Handles are numbers that are never reused, so a stale or closed handle fails cleanly
@@ -135,6 +154,7 @@ struct OwnedMutexes {
         o->recursion = 0;
         o->owner = std::thread::id();
         o->abandoned = true;
+        o->WakeWatchersLocked();
       }
       o->cv.notify_all();
     }
@@ -255,6 +275,7 @@ BOOL SetEventObject(void* event) {
   {
     std::lock_guard<std::mutex> lock(o->m);
     o->signalled = true;
+    o->WakeWatchersLocked();
   }
   o->cv.notify_all();
   return kTrue;
@@ -294,6 +315,7 @@ BOOL ReleaseMutexObject(void* mutex) {
     if (o->recursion == 0 || o->owner != std::this_thread::get_id()) return Fail(kNotOwner);
     if (--o->recursion != 0) return kTrue;
     o->owner = std::thread::id();
+    o->WakeWatchersLocked();
   }
   ForgetOwned(o.get());
   o->cv.notify_all();
@@ -308,13 +330,71 @@ DWORD WaitObject(void* handle, DWORD timeout) {
   DWORD result = kWaitTimeout;
   auto ready = [&] { return (result = TryAcquireLocked(*o, gen, o)) != kWaitTimeout; };
   ++o->waiters;
-  if (timeout == 0xFFFFFFFF) {
+  if (timeout == 0) {
+    (void)ready();  // a poll: waiting on the condition for no time still costs a sleep
+  } else if (timeout == 0xFFFFFFFF) {
     o->cv.wait(lock, ready);
   } else {
     o->cv.wait_for(lock, std::chrono::milliseconds(timeout), ready);
   }
   --o->waiters;
   return result;
+}
+
+DWORD WaitAnyObject(void* const* handles, DWORD count, DWORD timeout) {
+  if (count == 0 || count > 64) {
+    SetLastErrorCode(err::kInvalidParameter);
+    return kWaitFailed;
+  }
+  std::vector<std::shared_ptr<Object>> objects;
+  objects.reserve(count);
+  for (DWORD i = 0; i < count; ++i) {
+    objects.push_back(Find(handles[i], Kind::kEvent, /*any_kind=*/true));
+    if (!objects.back()) return kWaitFailed;
+  }
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout);
+  Watcher watcher;
+  auto unwatch = [&](DWORD upto) {
+    for (DWORD i = 0; i < upto; ++i) {
+      std::lock_guard<std::mutex> lock(objects[i]->m);
+      auto& list = objects[i]->watchers;
+      list.erase(std::remove(list.begin(), list.end(), &watcher), list.end());
+    }
+  };
+  for (;;) {
+    // Look at each object in order and, while its lock is held, watch it: a change after the
+    // look wakes the watcher, so nothing between the look and the sleep is missed.
+    for (DWORD i = 0; i < count; ++i) {
+      DWORD result;
+      {
+        Object& o = *objects[i];
+        std::lock_guard<std::mutex> lock(o.m);
+        result = TryAcquireLocked(o, o.pulse_gen, objects[i]);
+        if (result == kWaitTimeout) {
+          o.watchers.push_back(&watcher);
+          continue;
+        }
+      }
+      unwatch(i);  // the objects before this one are watched; this one is not
+      return result + i;
+    }
+    bool woken;
+    {
+      std::unique_lock<std::mutex> lock(watcher.m);
+      auto pred = [&] { return watcher.woken; };
+      if (timeout == 0) {
+        woken = watcher.woken;
+      } else if (timeout == 0xFFFFFFFF) {
+        watcher.cv.wait(lock, pred);
+        woken = true;
+      } else {
+        woken = watcher.cv.wait_until(lock, deadline, pred);
+      }
+      watcher.woken = false;
+    }
+    unwatch(count);
+    if (!woken) return kWaitTimeout;
+  }
 }
 
 DWORD MsgWaitObject(void* handle, DWORD timeout, DWORD) { return WaitObject(handle, timeout); }
@@ -366,6 +446,7 @@ void* StartThreadSuspended(ThreadProc proc, void* param, DWORD* threadId) {
       {
         std::lock_guard<std::mutex> lock(object->m);
         object->signalled = true;
+        object->WakeWatchersLocked();
       }
       object->cv.notify_all();
     }).detach();

@@ -45,6 +45,10 @@ BOOL ReleaseMutexObject(void* mutex) { return ::ReleaseMutex(mutex) ? kTrue : kF
 
 DWORD WaitObject(void* handle, DWORD timeout) { return ::WaitForSingleObject(handle, timeout); }
 
+DWORD WaitAnyObject(void* const* handles, DWORD count, DWORD timeout) {
+  return ::WaitForMultipleObjects(count, const_cast<HANDLE*>(handles), FALSE, timeout);
+}
+
 DWORD MsgWaitObject(void* handle, DWORD timeout, DWORD wakeMask) {
   HANDLE h = handle;
   return ::MsgWaitForMultipleObjects(1, &h, FALSE, timeout, wakeMask);
