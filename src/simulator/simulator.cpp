@@ -17,7 +17,7 @@
 #include "service/service_log.h"
 #include "service/virtual_service.h"
 #include "settings/my_opts.h"
-#include "simulator/event_texts.h"
+#include "service/event_texts.h"
 #include "simulator/sim_seams.h"
 
 namespace tv {

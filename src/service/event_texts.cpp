@@ -1,4 +1,4 @@
-#include "simulator/event_texts.h"
+#include "service/event_texts.h"
 
 #include <algorithm>
 #include <cwchar>
