@@ -16,6 +16,8 @@
 #include "settings/reg_key.h"
 #include "settings/settings_file.h"
 
+#include "command_args.h"
+
 namespace {
 
 using namespace tv;
@@ -80,14 +82,7 @@ int wmain(int argc, wchar_t** argv) { return Run(std::vector<std::wstring>(argv 
 int main(int argc, char** argv) {
   std::setlocale(LC_ALL, "");
   std::vector<std::wstring> args;
-  for (int i = 1; i < argc; ++i) {
-    const std::size_t n = std::mbstowcs(nullptr, argv[i], 0);
-    if (n == static_cast<std::size_t>(-1)) return Usage();  // not text in this locale
-    std::wstring arg(n + 1, L'\0');
-    std::mbstowcs(arg.data(), argv[i], arg.size());
-    arg.resize(n);
-    args.push_back(std::move(arg));
-  }
+  if (!DecodeCommandArgs(argc, argv, args)) return Usage();  // not text in this locale
   return Run(std::move(args));
 }
 #endif

@@ -19,6 +19,8 @@
 #include "simulator/sim_settings.h"
 #include "simulator/simulator.h"
 
+#include "command_args.h"
+
 #ifdef _WIN32
 #include "platform/win32/windows_include.h"
 #endif
@@ -127,14 +129,7 @@ int wmain(int argc, wchar_t** argv) {
 int main(int argc, char** argv) {
   std::setlocale(LC_ALL, "");
   std::vector<std::wstring> args;
-  for (int i = 1; i < argc; ++i) {
-    const std::size_t n = std::mbstowcs(nullptr, argv[i], 0);
-    if (n == static_cast<std::size_t>(-1)) return Usage("an argument is not text in this locale");
-    std::wstring arg(n + 1, L'\0');
-    std::mbstowcs(arg.data(), argv[i], arg.size());
-    arg.resize(n);
-    args.push_back(std::move(arg));
-  }
+  if (!DecodeCommandArgs(argc, argv, args)) return Usage("an argument is not text in this locale");
   return Run(args);
 }
 #endif

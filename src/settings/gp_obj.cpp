@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string>
 
+#include "foundation/split_text.h"
 #include "platform/last_error.h"
 
 namespace tv {
@@ -55,20 +56,18 @@ bool GPObj::Open(const wchar_t* gpoPath, int scope, bool forWrite) {
 }
 
 bool GPObj::GetName(wchar_t* buffer, int chars) {
-  if (!buffer || chars <= 0) return false;
-  buffer[0] = L'\0';
-  if (!object_) return false;
-  result_ = object_->GetName(buffer, chars);
-  if (gpo::Succeeded(result_)) return true;
-  buffer[0] = L'\0';
-  return false;
+  return CopyName(&GroupPolicyObject::GetName, buffer, chars);
 }
 
 bool GPObj::GetDisplayName(wchar_t* buffer, int chars) {
+  return CopyName(&GroupPolicyObject::GetDisplayName, buffer, chars);
+}
+
+bool GPObj::CopyName(NameGetter get, wchar_t* buffer, int chars) {
   if (!buffer || chars <= 0) return false;
   buffer[0] = L'\0';
   if (!object_) return false;
-  result_ = object_->GetDisplayName(buffer, chars);
+  result_ = (object_.get()->*get)(buffer, chars);
   if (gpo::Succeeded(result_)) return true;
   buffer[0] = L'\0';
   return false;
@@ -167,13 +166,7 @@ bool GPObj::GetStrList(StrList& list, const wchar_t* subkey) {
   }
   std::wstring joined;
   if (!listKey.GetStr(kGpoDelVals, &joined)) return true;
-  std::size_t start = 0;
-  while (start <= joined.size()) {
-    std::size_t end = joined.find(L'|', start);
-    if (end == std::wstring::npos) end = joined.size();
-    if (end > start) list.push_back(joined.substr(start, end - start));
-    start = end + 1;
-  }
+  for (std::wstring_view name : SplitText(joined, L'|', true)) list.emplace_back(name);
   return true;
 }
 

@@ -94,6 +94,9 @@ class GPObj {
 
  private:
   bool Step(HResult hr);
+  // GetName and GetDisplayName: the same checks around a different question to the object.
+  using NameGetter = HResult (GroupPolicyObject::*)(wchar_t* buffer, int chars);
+  bool CopyName(NameGetter get, wchar_t* buffer, int chars);
   // The name that holds the value: `name` when it exists, else its marker name when that exists.
   const wchar_t* Holder(const wchar_t* name, std::wstring& marker) const;
   bool Replace(const wchar_t* name, bool enabled, const std::function<BOOL(const wchar_t*)>& write);

@@ -179,7 +179,7 @@ BOOL MyOpts::ReadPolicy() {
   RegKey key(store);
   Source source = Source::kLocal;
   if (useTempKey) {
-    key.Open((std::wstring(GetRegKeyName()) + L"\\" + GetTempSubKey()).c_str(), false);
+    key.Open(TempPath().c_str(), false);
     source = Source::kTemp;
   } else {
     RegKey policy(kComputerPolicyKey, false, store);
@@ -271,18 +271,14 @@ BOOL MyOpts::ReadValues(const RegKey& key, Source source) {
 }
 
 BOOL MyOpts::WritePolicy() {
-  std::wstring path = GetRegKeyName();
-  if (useTempKey) path += std::wstring(L"\\") + GetTempSubKey();
-  RegKey key(path.c_str(), true, KeyStoreRef());
+  RegKey key((useTempKey ? TempPath() : std::wstring(GetRegKeyName())).c_str(), true, KeyStoreRef());
   if (!key.IsOpen()) return kFalse;
   WriteValues(key, useTempKey != 0);
   return kTrue;
 }
 
-void MyOpts::WriteValues(RegKey& key, bool tempForm) {
-  // Single failed values are not reported: the utility reads the record back and compares.
-  if (tempForm) (void)key.PutDword(L"NotConfigured", policyState == kPolicyNotConfigured ? 1 : 0);
-  const std::pair<const wchar_t*, DWORD> numbers[] = {
+std::array<MyOpts::NamedNumber, 15> MyOpts::NumberValues() const {
+  return {{
       {L"Enable", static_cast<DWORD>(Enable)},
       {L"Timeout", Timeout},
       {L"MessageTimeout", MessageTimeout},
@@ -298,8 +294,13 @@ void MyOpts::WriteValues(RegKey& key, bool tempForm) {
       {L"ShutdownTimeout", ShutdownTimeout},
       {L"ShutdownAction", ShutdownAction},
       {L"UseSchedule", static_cast<DWORD>(UseSchedule)},
-  };
-  for (const auto& [name, value] : numbers) (void)key.PutDword(name, value);
+  }};
+}
+
+void MyOpts::WriteValues(RegKey& key, bool tempForm) {
+  // Single failed values are not reported: the utility reads the record back and compares.
+  if (tempForm) (void)key.PutDword(L"NotConfigured", policyState == kPolicyNotConfigured ? 1 : 0);
+  for (const auto& [name, value] : NumberValues()) (void)key.PutDword(name, value);
   (void)key.PutStr(L"Schedule", GetSchedule());
   (void)key.PutStr(L"MessageText", MessageText);
   (void)key.PutStr(L"MessageTextIfLocked", MessageTextIfLocked);

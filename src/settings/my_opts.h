@@ -4,9 +4,11 @@
 // Durations are minutes.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <utility>
 
 #include "entry/data_folder.h"
 #include "platform/accounts.h"
@@ -153,6 +155,9 @@ class MyOpts : public BoolOpts {
   enum class Source { kLocal, kTemp, kGpo };
 
   void ResetLists();
+  // The numeric settings by value name, in the order the registry key and the GPO both get them.
+  using NamedNumber = std::pair<const wchar_t*, DWORD>;
+  std::array<NamedNumber, 15> NumberValues() const;
   // Reads every value from an open key as `source` demands (see ReadPolicy and the GPO load).
   // 0 when the registry failed to answer (missing values are not failures).
   BOOL ReadValues(const RegKey& key, Source source);

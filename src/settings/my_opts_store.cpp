@@ -32,10 +32,6 @@ BOOL CreateFolders(const std::wstring& folder) {
   }
 }
 
-std::wstring TempKeyPath(const MyOpts& opts) {
-  return std::wstring(opts.GetRegKeyName()) + L"\\" + BoolOpts::GetTempSubKey();
-}
-
 }  // namespace
 
 const wchar_t* MyOpts::GetGPOStoragePath(GPObj& gpo, BOOL create, CommonFolderSource source) {
@@ -106,25 +102,8 @@ BOOL MyOpts::StoreToGpo() {
 
   const bool enabled = policyState != kPolicyNotConfigured;
   if (!enabled) (void)gpo.SetAllNotConfigured(kScopeComputer);
-  const std::pair<const wchar_t*, DWORD> numbers[] = {
-      {L"Enable", static_cast<DWORD>(Enable)},
-      {L"Timeout", Timeout},
-      {L"MessageTimeout", MessageTimeout},
-      {L"LogoffStale", static_cast<DWORD>(LogoffStale)},
-      {L"LogoffStaleCount", LogoffStaleCount},
-      {L"KeepLastActiveUser", static_cast<DWORD>(KeepLastActiveUser)},
-      {L"FullScreen", static_cast<DWORD>(FullScreen)},
-      {L"MonitorKB", static_cast<DWORD>(MonitorKB)},
-      {L"MonitorMouse", static_cast<DWORD>(MonitorMouse)},
-      {L"MonitorCPU", static_cast<DWORD>(MonitorCPU)},
-      {L"PercentCPU", PercentCPU},
-      {L"Shutdown", static_cast<DWORD>(Shutdown)},
-      {L"ShutdownTimeout", ShutdownTimeout},
-      {L"ShutdownAction", ShutdownAction},
-      {L"UseSchedule", static_cast<DWORD>(UseSchedule)},
-  };
   bool written = true;
-  for (const auto& [name, value] : numbers) written = written && gpo.SetInt(value, name, enabled);
+  for (const auto& [name, value] : NumberValues()) written = written && gpo.SetInt(value, name, enabled);
   written = written && gpo.SetStr(GetSchedule(), L"Schedule", enabled);
   written = written && gpo.SetStr(MessageText, L"MessageText", enabled);
   written = written && gpo.SetStr(MessageTextIfLocked, L"MessageTextIfLocked", enabled);
@@ -142,7 +121,7 @@ BOOL MyOpts::Export(void* ownerWindow, const wchar_t* filePath, int quiet) {
   (void)DelTemp();
   BOOL result = StoreTemp();
   if (result) {
-    RegKey temp(TempKeyPath(*this).c_str(), false, KeyStoreRef());
+    RegKey temp(TempPath().c_str(), false, KeyStoreRef());
     result = temp.IsOpen() ? ExportRegKey(ownerWindow, temp, filePath, quiet) : kFalse;
   }
   {
@@ -158,7 +137,7 @@ BOOL MyOpts::Import(void* ownerWindow, const wchar_t* filePath, int quiet) {
   (void)DelTemp();
   BOOL result;
   {
-    RegKey temp(TempKeyPath(*this).c_str(), true, KeyStoreRef());
+    RegKey temp(TempPath().c_str(), true, KeyStoreRef());
     result = temp.IsOpen() ? ImportRegKey(ownerWindow, temp, filePath, quiet) : kFalse;
   }
   if (result) {

@@ -127,6 +127,8 @@ class BoolOpts : public CSOptsLoader {
   virtual const wchar_t* GetRegKeyName() const;
 
   static const wchar_t* GetTempSubKey() { return L"Temp"; }
+  // The full path of the subkey "Temp" of the set's key.
+  std::wstring TempPath() const;
   // Store, but into the subkey "Temp" of the set's key.
   BOOL StoreTemp();
   // Reset, then DoLoad from the subkey "Temp"; 0 when it does not exist.
@@ -144,8 +146,6 @@ class BoolOpts : public CSOptsLoader {
   bool InTempTransfer() const { return inTemp_; }
 
  private:
-  std::wstring TempPath() const;
-
   CSOpts opts_;
   std::wstring valueName_;
   KeyStore* store_;

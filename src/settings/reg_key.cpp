@@ -8,6 +8,7 @@
 #include <optional>
 #include <string_view>
 
+#include "foundation/split_text.h"
 #include "foundation/utf16.h"
 #include "platform/last_error.h"
 
@@ -85,21 +86,9 @@ bool ParseRoot(std::wstring_view name, RegRoot* root) {
   return false;
 }
 
-std::vector<std::wstring_view> SplitNames(std::wstring_view path) {
-  std::vector<std::wstring_view> names;
-  std::size_t start = 0;
-  while (start <= path.size()) {
-    std::size_t end = path.find(L'\\', start);
-    if (end == std::wstring_view::npos) end = path.size();
-    if (end > start) names.push_back(path.substr(start, end - start));
-    start = end + 1;
-  }
-  return names;
-}
-
 // Opens (or creates) `path` below `start` one name at a time, closing each handle on the way.
 RegHandle Walk(KeyStore& store, RegHandle start, std::wstring_view path, bool forWrite, int keepLast) {
-  std::vector<std::wstring_view> names = SplitNames(path);
+  std::vector<std::wstring_view> names = SplitText(path, L'\\', true);
   if (keepLast > 0) names.resize(names.size() - std::min<std::size_t>(names.size(), static_cast<std::size_t>(keepLast)));
   RegHandle current = start;
   for (std::wstring_view name : names) {

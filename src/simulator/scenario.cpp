@@ -5,6 +5,7 @@
 #include <map>
 #include <optional>
 
+#include "foundation/split_text.h"
 #include "platform/local_time.h"
 #include "platform/portable/clock.h"
 #include "simulator/scenario_generator.h"
@@ -141,15 +142,7 @@ std::int64_t DayNumber(const SystemTime& t) { return DaysFromCivil(t.year, t.mon
 
 class Parser {
  public:
-  Parser(std::wstring_view text, Scenario* out) : out_(out) {
-    std::size_t pos = 0;
-    while (pos <= text.size()) {
-      std::size_t end = text.find(L'\n', pos);
-      if (end == std::wstring_view::npos) end = text.size();
-      lines_.push_back(text.substr(pos, end - pos));
-      pos = end + 1;
-    }
-  }
+  Parser(std::wstring_view text, Scenario* out) : out_(out), lines_(SplitText(text, L'\n', false)) {}
 
   std::optional<Problem> Run() {
     *out_ = Scenario{};

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cwctype>
 
+#include "foundation/split_text.h"
 #include "foundation/text_file.h"
 #include "platform/last_error.h"
 #include "settings/my_opts.h"
@@ -37,14 +38,10 @@ bool Listed(const std::wstring& name, const wchar_t* const (&list)[N]) {
 class LineFinder {
  public:
   explicit LineFinder(const std::wstring& text) {
-    std::size_t pos = 0;
-    while (pos <= text.size()) {
-      std::size_t end = text.find(L'\n', pos);
-      if (end == std::wstring::npos) end = text.size();
-      std::wstring line = text.substr(pos, end - pos);
+    for (std::wstring_view piece : SplitText(text, L'\n', false)) {
+      std::wstring line(piece);
       for (wchar_t& c : line) c = static_cast<wchar_t>(std::towlower(static_cast<wint_t>(c)));
       lines_.push_back(std::move(line));
-      pos = end + 1;
     }
   }
   // The first line from `from` on (1-based) with Name="<name>"; 0 when none.

@@ -19,6 +19,21 @@ BOOL FromStatus(NET_API_STATUS status) {
 
 const wchar_t* ServerOrNull(const std::wstring& server) { return server.empty() ? nullptr : server.c_str(); }
 
+// The group names of a NetUserGet*Groups answer (`read` rows of `Row` in `buffer`, which this
+// frees) into `out`, replacing it; the status as an error when the call failed.
+template <typename Row>
+BOOL TakeNames(NET_API_STATUS status, LPBYTE buffer, ::DWORD read, LPWSTR Row::*name,
+               std::vector<std::wstring>& out) {
+  UniqueNetApiBuffer keep(buffer);
+  if (status != NERR_Success) return FromStatus(status);
+  std::vector<std::wstring> names;
+  const auto* rows = reinterpret_cast<const Row*>(buffer);
+  for (::DWORD i = 0; i < read && rows; ++i)
+    if (rows[i].*name) names.emplace_back(rows[i].*name);
+  out.swap(names);
+  return kTrue;
+}
+
 WELL_KNOWN_SID_TYPE SidType(WellKnownGroup group) {
   switch (group) {
     case WellKnownGroup::kUsers: return WinBuiltinUsersSid;
@@ -61,14 +76,7 @@ class Win32Accounts final : public Accounts {
     ::DWORD read = 0, total = 0;
     NET_API_STATUS status =
         ::NetUserGetGroups(ServerOrNull(server), user.c_str(), 0, &buffer, MAX_PREFERRED_LENGTH, &read, &total);
-    UniqueNetApiBuffer keep(buffer);
-    if (status != NERR_Success) return FromStatus(status);
-    std::vector<std::wstring> names;
-    const auto* rows = reinterpret_cast<const GROUP_USERS_INFO_0*>(buffer);
-    for (::DWORD i = 0; i < read && rows; ++i)
-      if (rows[i].grui0_name) names.emplace_back(rows[i].grui0_name);
-    out.swap(names);
-    return kTrue;
+    return TakeNames(status, buffer, read, &GROUP_USERS_INFO_0::grui0_name, out);
   }
 
   BOOL GetUserLocalGroups(const std::wstring& account, std::vector<std::wstring>& out) override {
@@ -76,14 +84,7 @@ class Win32Accounts final : public Accounts {
     ::DWORD read = 0, total = 0;
     NET_API_STATUS status = ::NetUserGetLocalGroups(nullptr, account.c_str(), 0, LG_INCLUDE_INDIRECT, &buffer,
                                                     MAX_PREFERRED_LENGTH, &read, &total);
-    UniqueNetApiBuffer keep(buffer);
-    if (status != NERR_Success) return FromStatus(status);
-    std::vector<std::wstring> names;
-    const auto* rows = reinterpret_cast<const LOCALGROUP_USERS_INFO_0*>(buffer);
-    for (::DWORD i = 0; i < read && rows; ++i)
-      if (rows[i].lgrui0_name) names.emplace_back(rows[i].lgrui0_name);
-    out.swap(names);
-    return kTrue;
+    return TakeNames(status, buffer, read, &LOCALGROUP_USERS_INFO_0::lgrui0_name, out);
   }
 
   BOOL GetWellKnownGroupName(WellKnownGroup group, std::wstring& name, std::wstring* domain) override {
