@@ -12,7 +12,9 @@
 #endif
 
 namespace tv::test {
+namespace {
 
+// An object-name stem no other test process uses, so parallel runs never share events.
 std::wstring UniquePrefix() {
   static std::atomic<int> serial{0};
 #ifdef _WIN32
@@ -22,6 +24,8 @@ std::wstring UniquePrefix() {
 #endif
   return L"TvSvcTest" + std::to_wstring(pid) + L"_" + std::to_wstring(++serial) + L"_";
 }
+
+}  // namespace
 
 SystemTime MondayAt(int hour, int minute) {
   SystemTime t = SimulatedClock::DefaultStart();
@@ -53,10 +57,16 @@ void ServiceWorld::Configure(const std::function<void(MyOpts&)>& edit) {
   (void)opts.Store();
 }
 
-std::vector<DWORD> ServiceWorld::EventIds() const {
-  std::vector<DWORD> ids;
-  for (const auto& e : log.Entries()) ids.push_back(e.eventId);
-  return ids;
+std::unique_ptr<VirtualService> ServiceWorld::Start() {
+  auto service = std::make_unique<VirtualService>(env, clock, sessions);
+  service->Start();
+  return service;
+}
+
+std::vector<std::wstring> ServiceWorld::LoggedOff() const {
+  std::vector<std::wstring> users;
+  for (const auto& s : sessions.LoggedOffSessions()) users.push_back(s.user);
+  return users;
 }
 
 std::vector<std::wstring> ServiceWorld::StringsOf(DWORD eventId) const {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -14,15 +15,13 @@
 #include "platform/portable/sessions.h"
 #include "platform/registry.h"
 #include "service/service_env.h"
+#include "service/virtual_service.h"
 
 namespace tv {
 class MyOpts;
 }
 
 namespace tv::test {
-
-// An object-name stem no other test process uses, so parallel runs never share events.
-std::wstring UniquePrefix();
 
 // 2024-01-01 (a Monday) at hour:minute.
 SystemTime MondayAt(int hour, int minute);
@@ -33,9 +32,12 @@ struct ServiceWorld {
   // Writes the settings: the defaults, switched on, 5 minutes plus a 2-minute warning, both
   // account lists empty (so everybody is watched), then whatever `edit` changes.
   void Configure(const std::function<void(MyOpts&)>& edit = {});
+  // A virtual-time service on this world, initialised and running.
+  std::unique_ptr<VirtualService> Start();
 
-  // The identifiers of the event-log entries so far, in order.
-  std::vector<DWORD> EventIds() const;
+  // The users the service logged off, in order.
+  std::vector<std::wstring> LoggedOff() const;
+
   std::size_t Count(DWORD eventId) const { return log.Count(eventId); }
   // The insertion strings of the first entry with `eventId` (empty when there is none).
   std::vector<std::wstring> StringsOf(DWORD eventId) const;

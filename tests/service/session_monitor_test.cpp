@@ -5,7 +5,6 @@
 
 #include "foundation/string_table.h"
 #include "service/service_log.h"
-#include "service/virtual_service.h"
 #include "service_world.h"
 #include "settings/my_opts.h"
 
@@ -13,86 +12,72 @@ namespace tv {
 namespace {
 
 using test::ServiceWorld;
+using Strings = std::vector<std::wstring>;
 
-std::unique_ptr<VirtualService> Launch(ServiceWorld& w) {
-  auto service = std::make_unique<VirtualService>(w.env, w.clock, w.sessions);
-  service->Start();
-  return service;
-}
+class SessionMonitorTest : public testing::Test {
+ protected:
+  // Settings as `edit` leaves them, alice logged on in session 1, the service running.
+  void Begin(const std::function<void(MyOpts&)>& edit = {}) {
+    w.Configure(edit);
+    w.sessions.AddSession(1, L"", L"alice");
+    s = w.Start();
+  }
+  DWORD SecondsUntil(const std::function<bool()>& done) {
+    DWORD n = 0;
+    s->RunUntil(done, 3600, &n);
+    return n;
+  }
+  DWORD SecondsToWarning(std::size_t nth = 1) { return SecondsUntil([&] { return w.Starts(1, L"/msg") >= nth; }); }
+  DWORD SecondsToLogoff() { return SecondsUntil([&] { return !w.LoggedOff().empty(); }); }
 
-// Seconds stepped until `done` holds (or `limit`).
-DWORD SecondsUntil(VirtualService& s, const std::function<bool()>& done, DWORD limit = 3600) {
-  DWORD n = 0;
-  s.RunUntil(done, limit, &n);
-  return n;
-}
-
-TEST(SessionMonitor, WarnsAfterTimeoutAndLogsOffAfterTheWarningToTheSecond) {
   ServiceWorld w;
-  w.Configure();
-  w.sessions.AddSession(1, L"", L"alice");
-  auto s = Launch(w);
-  ASSERT_TRUE(s->IsMonitoring(1));
+  std::unique_ptr<VirtualService> s;
+};
+
+TEST_F(SessionMonitorTest, WarnsAfterTimeoutAndLogsOffAfterTheWarningToTheSecondAcrossTheTickWrap) {
+  w.clock.SetTickCount(0xFFFFFFFFu - 100000u);  // wraps 100 s into the idle time
+  Begin();
   EXPECT_EQ(w.Starts(1, L"TV64.EXE /monitor:1"), 1u);
-
-  EXPECT_EQ(SecondsUntil(*s, [&] { return w.Starts(1, L"/msg") > 0; }), 300u);
+  EXPECT_EQ(SecondsToWarning(), 300u);
   EXPECT_EQ(w.Starts(1, L"TV64.EXE /msg:1"), 1u);
-  EXPECT_TRUE(s->FindMonitor(1)->InWarning());
-  EXPECT_TRUE(w.sessions.MessagesShown().empty());
-
-  EXPECT_EQ(SecondsUntil(*s, [&] { return !w.sessions.LoggedOffSessions().empty(); }), 120u);
-  EXPECT_EQ(w.StringsOf(evt::kLoggedOff), std::vector<std::wstring>{L"alice"});
+  EXPECT_EQ(SecondsToLogoff(), 120u);
+  EXPECT_EQ(w.StringsOf(evt::kLoggedOff), Strings{L"alice"});
   EXPECT_FALSE(s->IsMonitoring(1));
-  EXPECT_EQ(w.RegText(L"LastLogoff"), L"alice");
 }
 
-TEST(SessionMonitor, ActivityRestartsTheFullTimeoutAndEndsAWarning) {
-  ServiceWorld w;
-  w.Configure();
-  w.sessions.AddSession(1, L"", L"alice");
-  auto s = Launch(w);
+TEST_F(SessionMonitorTest, ActivityRestartsTheFullTimeoutAndEndsAWarning) {
+  Begin();
   s->Run(299);
   s->SignalActivity(1);  // a second before the warning: taken in the next round
-  EXPECT_EQ(SecondsUntil(*s, [&] { return w.Starts(1, L"/msg") > 0; }), 301u);
+  EXPECT_EQ(SecondsToWarning(), 301u);
 
   s->Run(60);
-  s->SignalActivity(1);  // in the middle of the warning
+  s->SignalActivity(1);
   s->Step();
   EXPECT_FALSE(s->FindMonitor(1)->InWarning());
-  // The next warning is a whole Timeout after the activity, and no log-off comes before it.
-  EXPECT_EQ(SecondsUntil(*s, [&] { return w.Starts(1, L"/msg") > 1; }), 300u);
-  EXPECT_TRUE(w.sessions.LoggedOffSessions().empty());
+  EXPECT_EQ(SecondsToWarning(2), 300u);
+  EXPECT_TRUE(w.LoggedOff().empty());
   // Activity and the round's own time-out arriving in the same second: the activity wins.
   s->Run(119);
   s->SignalActivity(1);
   s->Step();
-  EXPECT_TRUE(w.sessions.LoggedOffSessions().empty());
+  EXPECT_TRUE(w.LoggedOff().empty());
 }
 
-TEST(SessionMonitor, DisconnectedSessionIsLoggedOffWithoutWarning) {
-  ServiceWorld w;
-  w.Configure();
-  w.sessions.AddSession(1, L"CORP", L"bob");
-  auto s = Launch(w);
-  w.sessions.Disconnect(1);
-  EXPECT_EQ(SecondsUntil(*s, [&] { return !w.sessions.LoggedOffSessions().empty(); }), 300u);
-  EXPECT_EQ(w.Starts(1, L"/msg"), 0u);
-  EXPECT_TRUE(w.sessions.MessagesShown().empty());
-  EXPECT_EQ(w.StringsOf(evt::kLoggedOff), std::vector<std::wstring>{L"CORP\\bob"});
-}
-
-TEST(SessionMonitor, LockedSessionGetsTheSystemBoxWithTheLockedTextNeverTheWarningProcess) {
-  ServiceWorld w;
-  w.Configure([](MyOpts& o) {
+TEST_F(SessionMonitorTest, DisconnectedGoesWithoutWarningLockedGetsTheSystemBoxNeverTheWarningProcess) {
+  w.sessions.AddSession(2, L"CORP", L"bob");
+  Begin([](MyOpts& o) {
     wcscpy(o.MessageText, L"unlocked text");
     // Only %d is filled in; anything else that looks like a format stays text.
     wcscpy(o.MessageTextIfLocked, L"Locked: %d min, %d again, %s %n");
   });
-  w.sessions.AddSession(1, L"", L"alice");
-  auto s = Launch(w);
   w.sessions.Lock(1);
-  s->Run(300);
-  EXPECT_EQ(w.Starts(1, L"/msg"), 0u);
+  w.sessions.Disconnect(2);
+  s->Run(299);
+  EXPECT_TRUE(w.LoggedOff().empty());
+  s->Step();
+  EXPECT_EQ(w.StringsOf(evt::kLoggedOff), Strings{L"CORP\\bob"});
+  EXPECT_EQ(w.Starts(1, L"/msg") + w.Starts(2, L"/msg"), 0u);
   const auto shown = w.sessions.MessagesShown();
   ASSERT_EQ(shown.size(), 1u);
   EXPECT_EQ(shown[0].caption, L"Tarnvale");
@@ -101,8 +86,7 @@ TEST(SessionMonitor, LockedSessionGetsTheSystemBoxWithTheLockedTextNeverTheWarni
   EXPECT_EQ(shown[0].timeoutSeconds, 120u);
   EXPECT_FALSE(shown[0].wait);
 
-  // Unlocked again with no text of its own and the warning process refused: the box is the
-  // fallback, with the built-in text.
+  // Unlocked, no text of its own and the warning process refused: the box, with the built-in text.
   w.Configure([](MyOpts& o) { o.MessageText[0] = 0; });
   s->Control(svc::kControlSettingsChanged);
   w.sessions.Unlock(1);
@@ -116,21 +100,24 @@ TEST(SessionMonitor, LockedSessionGetsTheSystemBoxWithTheLockedTextNeverTheWarni
   EXPECT_EQ(again[1].text, expected);
 }
 
-TEST(SessionMonitor, RulesThatRefuseRestartTheIdleClock) {
-  ServiceWorld w;
-  w.Configure([](MyOpts& o) { o.KeepLastActiveUser = 1; });
-  w.sessions.AddSession(1, L"", L"alice");
-  auto s = Launch(w);
+TEST_F(SessionMonitorTest, RulesThatRefuseRestartTheIdleClock) {
+  Begin([](MyOpts& o) { o.KeepLastActiveUser = 1; });
   w.sessions.AddSession(2, L"", L"bob");  // logs on after the start: the last active user
   s->Step();
   s->Run(300);  // bob's monitor began a second after alice's
-  EXPECT_EQ(w.StringsOf(evt::kSparedLastActive), std::vector<std::wstring>{L"bob"});
+  EXPECT_EQ(w.StringsOf(evt::kSparedLastActive), Strings{L"bob"});
   EXPECT_EQ(w.Starts(2, L"/msg"), 0u);
-  EXPECT_EQ(w.Starts(1, L"/msg"), 1u);
   s->Run(300);
   EXPECT_EQ(w.Count(evt::kSparedLastActive), 2u);  // every Timeout anew
-  ASSERT_EQ(w.sessions.LoggedOffSessions().size(), 1u);
-  EXPECT_EQ(w.sessions.LoggedOffSessions()[0].user, L"alice");
+  EXPECT_EQ(w.LoggedOff(), Strings{L"alice"});
+
+  // Idle past the whole warning time: the refused log-off step restarts bob's agent, and its
+  // failure after the first start is ignored.
+  w.sessions.FailOp(SimulatedSessions::Op::kStartAttempt, 5, kFailAlways, 0, 2);
+  w.clock.SetTickCount(w.clock.GetTickCount() + 8 * 60000);
+  s->Step();
+  EXPECT_EQ(w.Count(evt::kSparedLastActive), 3u);
+  EXPECT_EQ(w.Count(evt::kAgentStartFailed), 0u);
 
   // Switched off while running: reported at every Timeout, nobody warned.
   w.Configure([](MyOpts& o) { o.Enable = 0; });
@@ -138,139 +125,82 @@ TEST(SessionMonitor, RulesThatRefuseRestartTheIdleClock) {
   EXPECT_EQ(w.Count(evt::kNotEnabledAtStart), 1u);
   s->Run(600);
   EXPECT_EQ(w.Count(evt::kNotEnabledAtTimeout), 2u);
-  EXPECT_EQ(w.StringsOf(evt::kNotEnabledAtTimeout), std::vector<std::wstring>{L"bob"});
+  EXPECT_EQ(w.StringsOf(evt::kNotEnabledAtTimeout), Strings{L"bob"});
   EXPECT_EQ(w.Starts(2, L"/msg"), 0u);
   EXPECT_TRUE(s->IsMonitoring(2));
 }
 
 TEST(SessionMonitor, ScheduleIsAskedAboutTheMomentTheLogoffWouldCome) {
-  // In force until 8:30. Idle from 8:24: at 8:29 the log-off would fall at 8:31, outside.
-  ServiceWorld w(5000, test::MondayAt(8, 24));
-  w.Configure([](MyOpts& o) {
-    o.UseSchedule = 1;
-    o.SetSchedule(L"Mon 8:00-8:30");
-  });
-  w.sessions.AddSession(1, L"", L"alice");
-  auto s = Launch(w);
-  s->Run(300);
-  EXPECT_EQ(w.Starts(1, L"/msg"), 0u);
-  EXPECT_EQ(w.StringsOf(evt::kScheduleInactive), std::vector<std::wstring>{L"alice"});
-  s->Run(600);  // two more refusals in the same inactive stretch: reported once
-  EXPECT_EQ(w.Count(evt::kScheduleInactive), 1u);
-  EXPECT_TRUE(w.sessions.LoggedOffSessions().empty());
-
-  // Idle from 8:20: warned at 8:25, logged off at 8:27, both inside.
-  ServiceWorld v(5000, test::MondayAt(8, 20));
-  v.Configure([](MyOpts& o) {
-    o.UseSchedule = 1;
-    o.SetSchedule(L"Mon 8:00-8:30");
-  });
-  v.sessions.AddSession(1, L"", L"alice");
-  auto t = Launch(v);
-  EXPECT_EQ(SecondsUntil(*t, [&] { return !v.sessions.LoggedOffSessions().empty(); }), 420u);
-  EXPECT_EQ(v.Starts(1, L"/msg"), 1u);
-  EXPECT_EQ(v.Count(evt::kScheduleInactive), 0u);
-
-  // A schedule that cannot be read never stops the log-off, in force or not.
-  ServiceWorld u(5000, test::MondayAt(20, 0));
-  u.Configure([](MyOpts& o) {
-    o.UseSchedule = 1;
-    o.SetSchedule(L"Mon 8:00-nonsense");
-  });
-  u.sessions.AddSession(1, L"", L"alice");
-  auto r = Launch(u);
-  EXPECT_EQ(SecondsUntil(*r, [&] { return !u.sessions.LoggedOffSessions().empty(); }), 420u);
-  EXPECT_EQ(u.Count(evt::kScheduleInactive), 0u);
+  const struct {
+    int hour, minute;
+    const wchar_t* schedule;
+    DWORD logoffAfter;  // 900: none
+    std::size_t warnings, inactiveReports;
+  } cases[] = {
+      {8, 24, L"Mon 8:00-8:30", 900, 0, 1},  // warned at 8:29, the log-off would fall at 8:31
+      {8, 20, L"Mon 8:00-8:30", 420, 1, 0},  // warned at 8:25, logged off at 8:27
+      {20, 0, L"Mon 8:00-nonsense", 420, 1, 0},  // unreadable: never stops the log-off
+  };
+  for (const auto& c : cases) {
+    ServiceWorld w(5000, test::MondayAt(c.hour, c.minute));
+    w.Configure([&](MyOpts& o) {
+      o.UseSchedule = 1;
+      o.SetSchedule(c.schedule);
+    });
+    w.sessions.AddSession(1, L"", L"alice");
+    auto s = w.Start();
+    DWORD n = 0;
+    s->RunUntil([&] { return !w.LoggedOff().empty(); }, 900, &n);
+    EXPECT_EQ(n, c.logoffAfter) << c.minute;
+    EXPECT_EQ(w.Starts(1, L"/msg"), c.warnings) << c.minute;
+    // Three refusals in one inactive stretch are reported once.
+    EXPECT_EQ(w.Count(evt::kScheduleInactive), c.inactiveReports) << c.minute;
+  }
 }
 
-TEST(SessionMonitor, TimesSurviveTheTickCounterWrap) {
-  // The tick count wraps 100 s into the idle time.
-  ServiceWorld w(0xFFFFFFFFu - 100000u);
-  w.Configure();
-  w.sessions.AddSession(1, L"", L"alice");
-  auto s = Launch(w);
-  EXPECT_EQ(SecondsUntil(*s, [&] { return w.Starts(1, L"/msg") > 0; }), 300u);
-  EXPECT_EQ(SecondsUntil(*s, [&] { return !w.sessions.LoggedOffSessions().empty(); }), 120u);
-}
-
-TEST(SessionMonitor, SleepLongerThanTheWholeWarningLogsOffAtOnceWithoutWarning) {
-  ServiceWorld w;
-  w.Configure();
-  w.sessions.AddSession(1, L"", L"alice");
+TEST_F(SessionMonitorTest, SleepLongerThanTheWholeWarningLogsOffAtOnceWithoutWarning) {
   w.sessions.AddSession(2, L"", L"bob");
-  auto s = Launch(w);
+  Begin();
   const Tick start = w.clock.GetTickCount();
-  // The computer sleeps: the tick count jumps. Bob's clock restarted a second later, so after
-  // the next step alice has been idle exactly 7 minutes and bob a second less.
+  // Bob's clock restarts a second later; then the tick count jumps as after a sleep, leaving
+  // alice idle exactly 7 minutes and bob a second less.
   s->SignalActivity(2);
   s->Step();
   w.clock.SetTickCount(start + 7 * 60000 - 1000);
   s->Step();
-  ASSERT_EQ(w.sessions.LoggedOffSessions().size(), 1u);
-  EXPECT_EQ(w.sessions.LoggedOffSessions()[0].user, L"alice");
+  EXPECT_EQ(w.LoggedOff(), Strings{L"alice"});
   EXPECT_EQ(w.Starts(1, L"/msg"), 0u);
-  // Bob, a second short of the whole warning time, is warned instead.
   EXPECT_EQ(w.Starts(2, L"/msg"), 1u);
 }
 
-TEST(SessionMonitor, FailuresAreReportedWithTheirCode) {
-  ServiceWorld w;
-  w.Configure();
-  w.sessions.AddSession(1, L"", L"alice");
+TEST_F(SessionMonitorTest, FailuresAreReportedWithTheirCode) {
   w.sessions.AddSession(2, L"CORP", L"bob");
   // Bob's agent cannot start on any of its attempts: reported, and bob is not watched.
   w.sessions.FailOp(SimulatedSessions::Op::kStartAttempt, 1450, kStartAttempts, 0, 2);
   w.sessions.FailOp(SimulatedSessions::Op::kLogoff, 5, 1, 0, 1);
-  auto s = Launch(w);
-  EXPECT_EQ(w.StringsOf(evt::kAgentStartFailed), (std::vector<std::wstring>{L"CORP\\bob", L"1450"}));
+  Begin();
+  EXPECT_EQ(w.StringsOf(evt::kAgentStartFailed), (Strings{L"CORP\\bob", L"1450"}));
   EXPECT_FALSE(s->IsMonitoring(2));
-  EXPECT_TRUE(s->IsMonitoring(1));
 
   // Alice's log-off fails: that is final too, the session stays.
   s->Run(420);
-  EXPECT_EQ(w.StringsOf(evt::kLogoffFailed), (std::vector<std::wstring>{L"alice", L"5"}));
+  EXPECT_EQ(w.StringsOf(evt::kLogoffFailed), (Strings{L"alice", L"5"}));
   EXPECT_EQ(w.Count(evt::kLoggedOff), 0u);
   EXPECT_FALSE(s->IsMonitoring(1));
-  EXPECT_TRUE(w.sessions.HasSession(1));
   EXPECT_EQ(w.RegText(L"LastLogoff"), L"<missing>");
 }
 
-TEST(SessionMonitor, AgentFailureAfterTheFirstStartIsIgnored) {
-  ServiceWorld w;
-  w.Configure([](MyOpts& o) { o.KeepLastActiveUser = 1; });
-  w.sessions.AddSession(1, L"", L"alice");
-  auto s = Launch(w);
-  w.sessions.LogOn(1, L"", L"alice");  // alice is the last active user: always spared
-  s->Step();
-  w.sessions.FailOp(SimulatedSessions::Op::kStartAttempt, 5, kFailAlways, 0, 1);
-  // Idle for the whole warning time: the log-off step refuses and restarts the agent, which fails.
-  w.clock.SetTickCount(w.clock.GetTickCount() + 8 * 60000);
-  s->Step();
-  EXPECT_EQ(w.Count(evt::kSparedLastActive), 1u);
-  EXPECT_EQ(w.Count(evt::kAgentStartFailed), 0u);
-  EXPECT_TRUE(s->IsMonitoring(1));
-}
-
-TEST(SessionMonitor, CancelEndsTheWatchAndQuitEndsEveryMonitor) {
-  ServiceWorld w;
-  w.Configure();
-  w.sessions.AddSession(1, L"", L"alice");
+TEST_F(SessionMonitorTest, CancelEndsTheWatchAndQuitEndsEveryMonitor) {
   w.sessions.AddSession(2, L"", L"bob");
-  auto s = Launch(w);
-  ASSERT_TRUE(s->SignalCancel(1));
-  s->Step();
-  EXPECT_FALSE(s->IsMonitoring(1));
-  EXPECT_TRUE(s->IsMonitoring(2));
-  // A session that ends on its own: its agent cancels, the count goes down.
-  w.sessions.EndSession(2);
-  s->Step();
-  EXPECT_FALSE(s->IsMonitoring(2));
-  EXPECT_EQ(s->ActiveSessionCount(), 1);
-  EXPECT_TRUE(w.sessions.LoggedOffSessions().empty());
-
   w.sessions.AddSession(3, L"", L"carol");
+  Begin();
+  ASSERT_TRUE(s->SignalCancel(1));
+  w.sessions.EndSession(2);  // its agent cancels, the count goes down
   s->Step();
-  EXPECT_TRUE(s->IsMonitoring(3));
+  EXPECT_FALSE(s->IsMonitoring(1) || s->IsMonitoring(2));
+  EXPECT_EQ(s->ActiveSessionCount(), 2);
+  EXPECT_TRUE(w.LoggedOff().empty());
+  ASSERT_TRUE(s->IsMonitoring(3));
   s->Control(svc::kControlQuitWork);
   EXPECT_EQ(s->MonitorCount(), 0u);
   EXPECT_FALSE(s->BackgroundRunning());

@@ -11,35 +11,32 @@ namespace {
 
 using test::MustParse;
 
-bool SameEvents(const Scenario& a, const Scenario& b) {
-  if (a.events.size() != b.events.size() || a.sessions.size() != b.sessions.size()) return false;
-  for (std::size_t i = 0; i < a.events.size(); ++i) {
-    const ScenarioEvent& x = a.events[i];
-    const ScenarioEvent& y = b.events[i];
-    if (x.at != y.at || x.session != y.session || x.verb != y.verb) return false;
+// The users, their groups and every event, as one comparable text.
+std::wstring Week(const Scenario& s) {
+  std::wstring out;
+  for (const ScenarioSession& x : s.sessions) {
+    out += x.user + L":";
+    for (const std::wstring& g : x.globalGroups) out += g + L",";
   }
-  for (std::size_t i = 0; i < a.sessions.size(); ++i) {
-    if (a.sessions[i].user != b.sessions[i].user || a.sessions[i].globalGroups != b.sessions[i].globalGroups) return false;
-  }
-  return true;
+  for (const ScenarioEvent& e : s.events)
+    out += L" " + std::to_wstring(e.at) + L"/" + std::to_wstring(e.session) + L"/" + std::to_wstring(int(e.verb));
+  return out;
 }
 
 TEST(Generator, TheSameSeedGivesTheSameWeekAndAnotherSeedAnother) {
   const std::wstring text = L"start 2024-01-08\ngenerate sessions=200 seed=42\n";
   const Scenario a = MustParse(text);
   const Scenario b = MustParse(text);
-  EXPECT_TRUE(SameEvents(a, b));
-  EXPECT_FALSE(SameEvents(a, MustParse(L"start 2024-01-08\ngenerate sessions=200 seed=43\n")));
-  // A few concrete facts pin the numbers down across platforms and standard libraries: the
-  // generator must not depend on either.
+  EXPECT_EQ(Week(a), Week(b));
+  EXPECT_NE(Week(a), Week(MustParse(L"start 2024-01-08\ngenerate sessions=200 seed=43\n")));
   ASSERT_EQ(a.sessions.size(), 200u);
   EXPECT_GT(a.events.size(), 200u * 5 * 6);
   EXPECT_LT(a.events.size(), 200u * 7 * 16);
 }
 
 TEST(Generator, MakesConsistentOfficeDaysForAnyStartSeedAndLength) {
-  for (const wchar_t* start : {L"2024-01-08", L"2024-01-12", L"2024-02-29"}) {
-    for (int seed : {0, 1, 7, 99}) {
+  for (const wchar_t* start : {L"2024-01-12", L"2024-02-29"}) {
+    for (int seed : {0, 99}) {
       const std::wstring text = std::wstring(L"start ") + start + L"\ndays 10\nsession 5 user=kept\n" +
                                 L"generate sessions=60 seed=" + std::to_wstring(seed) + L" days=9 domain=ACME\n";
       // ParseScenario checks every session's verbs in order: a generator slip fails here.
@@ -50,19 +47,16 @@ TEST(Generator, MakesConsistentOfficeDaysForAnyStartSeedAndLength) {
       for (const ScenarioSession& session : s.sessions) {
         EXPECT_TRUE(names.insert(session.user).second) << "duplicate user " << testing::PrintToString(session.user);
         if (session.id == 5) continue;
-        EXPECT_GE(session.id, 6u);  // after the declared ones
-        EXPECT_LE(session.id, 65u);
+        EXPECT_TRUE(session.id >= 6u && session.id <= 65u) << session.id;  // after the declared ones
         EXPECT_EQ(session.domain, L"ACME");
         for (const std::wstring& g : session.globalGroups) admins += g == L"Domain Admins";
       }
       EXPECT_LT(admins, 10);
       for (const ScenarioEvent& e : s.events) {
-        EXPECT_GE(e.at, 0);
-        EXPECT_LT(e.at, 9 * 86400);  // days=9 of the scenario's 10
-        EXPECT_EQ(e.at % 60, 0);     // on whole minutes
-        const SystemTime t = ScenarioTime(s, e.at);
-        EXPECT_GE(t.hour, 7);  // office hours, weekends included
-        EXPECT_LE(t.hour, 20);
+        EXPECT_TRUE(e.at >= 0 && e.at < 9 * 86400) << e.at;  // days=9 of the scenario's 10
+        EXPECT_EQ(e.at % 60, 0);                               // on whole minutes
+        const int hour = ScenarioTime(s, e.at).hour;
+        EXPECT_TRUE(hour >= 7 && hour <= 20) << hour;  // office hours, weekends included
       }
     }
   }

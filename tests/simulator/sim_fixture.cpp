@@ -7,7 +7,7 @@
 
 namespace tv::test {
 
-void WriteSettings(MemKeyStore& keys, DWORD timeout, DWORD warning, const std::function<void(MyOpts&)>& edit) {
+void WriteSettings(MemKeyStore& keys, DWORD timeout, DWORD warning, const EditOpts& edit) {
   MyOptsServices services;
   services.store = &keys;
   MyOpts opts(services);
@@ -28,41 +28,34 @@ Scenario MustParse(const std::wstring& text) {
   return scenario;
 }
 
-std::wstring ParseError(const std::wstring& text) {
-  Scenario scenario;
-  std::wstring error;
-  return ParseScenario(text, L"t.txt", &scenario, &error) ? std::wstring() : error;
-}
-
-SimulationResult Simulate(const Scenario& scenario, MemKeyStore& keys, SimulatorOptions options) {
-  SimulationResult result;
-  std::wstring error;
-  EXPECT_TRUE(RunSimulation(scenario, keys, options, &result, &error)) << testing::PrintToString(error);
-  return result;
-}
-
-std::vector<std::wstring> Lines(const Scenario& scenario, const SimulationResult& result) {
-  std::vector<std::wstring> out;
-  for (const TimelineEntry& e : result.timeline) {
-    std::wstring who = e.session == kNoSession ? L"-" : L"#" + std::to_wstring(e.session);
-    out.push_back(FormatWhen(scenario, e.at) + L" " + who + L" " + e.text);
-  }
-  return out;
-}
-
-std::wstring FindLine(const std::vector<std::wstring>& lines, const std::vector<std::wstring>& parts) {
+bool SimRun::Has(const std::vector<std::wstring>& parts) const {
   for (const std::wstring& line : lines) {
     bool all = true;
     for (const std::wstring& p : parts) all = all && line.find(p) != std::wstring::npos;
-    if (all) return line;
+    if (all) return true;
   }
-  return {};
+  return false;
 }
 
-int CountLines(const std::vector<std::wstring>& lines, const std::wstring& part) {
+int SimRun::Count(const std::wstring& part) const {
   int n = 0;
   for (const std::wstring& line : lines) n += line.find(part) != std::wstring::npos;
   return n;
+}
+
+SimRun RunScenario(const std::wstring& text, DWORD timeout, DWORD warning, const EditOpts& edit,
+                   SimulatorOptions options) {
+  MemKeyStore keys;
+  WriteSettings(keys, timeout, warning, edit);
+  const Scenario scenario = MustParse(text);
+  SimRun run;
+  std::wstring error;
+  EXPECT_TRUE(RunSimulation(scenario, keys, options, &run.result, &error)) << testing::PrintToString(error);
+  for (const TimelineEntry& e : run.result.timeline) {
+    const std::wstring who = e.session == kNoSession ? L"-" : L"#" + std::to_wstring(e.session);
+    run.lines.push_back(FormatWhen(scenario, e.at) + L" " + who + L" " + e.text);
+  }
+  return run;
 }
 
 }  // namespace tv::test
