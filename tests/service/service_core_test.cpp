@@ -168,6 +168,15 @@ TEST(ServiceRefresh, PolicyRefreshActsOnlyWhenTheSettingsChanged) {
   s->SetLastActiveSession(1);
   s->Control(svc::kControlSettingsChanged);
   EXPECT_EQ(s->LastActiveSession(), kNoSession);
+
+  // Switched off and told so: nobody new is watched, and each refusal is logged.
+  w.Configure([](MyOpts& o) { o.Enable = 0; });
+  s->Control(svc::kControlSettingsChanged);
+  EXPECT_EQ(w.Count(evt::kNotEnabledAtStart), 1u);
+  w.sessions.AddSession(3, L"", L"cid");  // a log-on the service is told of
+  s->Step();
+  EXPECT_FALSE(s->IsMonitoring(3));
+  EXPECT_EQ(w.Count(evt::kNotEnabledAtLogon), 1u);
 }
 
 TEST(ServiceSequences, StartStopAndCallbackForwarding) {
