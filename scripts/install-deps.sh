@@ -9,7 +9,8 @@ packages=(
   g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64
   wine wine64
   clang libclang-rt-14-dev
-  xvfb xauth
+  xvfb xauth xdotool imagemagick
+  wixl msitools
 )
 
 missing=()
