@@ -25,8 +25,6 @@ namespace tv {
 namespace {
 
 constexpr std::int64_t kNever = std::numeric_limits<std::int64_t>::max();
-// The tick count when the service starts: the computer has been up for a minute.
-constexpr Tick kBootTick = 60000;
 // Session numbers are 1..65535 in a scenario; the monitor cache is indexed by them.
 constexpr std::size_t kIdSlots = 65536;
 
@@ -47,7 +45,7 @@ class Driver final : public SimObserver {
         keys_(keys),
         opt_(options),
         res_(result),
-        clock_(kBootTick, scenario.start),
+        clock_(options.bootTick, scenario.start),
         powerSeam_(*this, power_),
         log_(*this),
         sessions_(*this),
@@ -268,7 +266,7 @@ class Driver final : public SimObserver {
       if (s.console) table_->SetConsoleSession(s.id);
     }
     sessions_.Attach(table_.get());
-    clock_.SetTickCount(kBootTick);
+    clock_.SetTickCount(opt_.bootTick);
     if (announce) {
       ++res_->summary.starts;
       Add(TimelineEntry::Kind::kComputer, kNoSession, L"The computer starts.");

@@ -67,6 +67,9 @@ struct SimulatorOptions {
   bool keepTimeline = true;    // false: only the summary (large generated runs)
   std::wstring objectPrefix;   // stem of the named events; empty: one of the simulator's own
   std::int64_t seconds = 0;    // stop this long after the start; 0: at the scenario's end
+  // The tick count each time the simulated computer starts (default: up for a minute). Close to
+  // 0xFFFFFFFF it makes the 49.7-day wrap of the tick count happen during the scenario.
+  Tick bootTick = 60000;
 };
 
 // Runs `scenario` against the settings in `settings` (the product's key,

@@ -1,0 +1,123 @@
+// The timelines of whole weeks, compared with the ones recorded before the session threads stopped
+// waking every second. The service's decisions and their timing must not depend on how its
+// threads wait, so any difference here is a change in behaviour, not in cost. The weeks cover
+// stale trimming, the most recent user spared, a schedule, sleep and wake-up, the 49.7-day wrap
+// of the tick count, and generated offices of 100 and 1,000 users on several seeds.
+//
+// When a change is meant to alter behaviour, the failure prints the new digest to record here,
+// after reading the timeline it comes from (tv-sim prints it).
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <string>
+
+#include "settings/my_opts.h"
+#include "sim_fixture.h"
+#include "simulator/report.h"
+#include "simulator/sim_settings.h"
+#include "simulator/simulator.h"
+
+namespace tv {
+namespace {
+
+struct Golden {
+  const char* name;
+  std::uint64_t digest;  // FNV-1a of the formatted timeline and summary
+  int warnings;
+  int logoffs;
+};
+
+std::uint64_t Fnv1a(const std::string& text) {
+  std::uint64_t h = 1469598103934665603ull;
+  for (unsigned char c : text) {
+    h ^= c;
+    h *= 1099511628211ull;
+  }
+  return h;
+}
+
+void ExpectGolden(const Golden& g, const Scenario& scenario, MemKeyStore& keys, const SimulatorOptions& options) {
+  SimulationResult result;
+  std::wstring error;
+  ASSERT_TRUE(RunSimulation(scenario, keys, options, &result, &error)) << testing::PrintToString(error);
+  const std::string text = FormatTimeline(scenario, result) + FormatSummary(scenario, result);
+  EXPECT_EQ(Fnv1a(text), g.digest) << g.name << ": new digest 0x" << std::hex << Fnv1a(text) << std::dec
+                                   << " (" << result.summary.warnings << " warnings, " << result.summary.logoffs
+                                   << " log-offs, " << result.summary.staleLogoffs << " stale, "
+                                   << result.summary.suspends << " sleeps, " << result.summary.wakes << " wakes)";
+  EXPECT_EQ(result.summary.warnings, g.warnings) << g.name;
+  EXPECT_EQ(result.summary.logoffs, g.logoffs) << g.name;
+}
+
+Scenario Generated(int sessions, std::uint64_t seed) {
+  return test::MustParse(L"start 2024-01-08\ndays 7\ngenerate sessions=" + std::to_wstring(sessions) +
+                         L" seed=" + std::to_wstring(seed) + L" days=7\n");
+}
+
+// A busy office: stale sessions trimmed beyond 20, the most recent user spared, rules in force
+// on weekdays 7:00-19:00, and the computer put to sleep half an hour after the last user left.
+void OfficeRules(MyOpts& o) {
+  o.LogoffStale = 1;
+  o.LogoffStaleCount = 20;
+  o.KeepLastActiveUser = 1;
+  o.UseSchedule = 1;
+  o.SetSchedule(L"Mon 7:00-19:00, Tue 7:00-19:00, Wed 7:00-19:00, Thu 7:00-19:00, Fri 7:00-19:00");
+  o.Shutdown = 1;
+  o.ShutdownTimeout = 30;
+  o.ShutdownAction = kActionSleep;
+}
+
+TEST(TimelineGolden, ExampleWeek) {
+  MemKeyStore keys;
+  std::wstring error;
+  const std::string narrow = TV_EXAMPLES_DIR;
+  const std::wstring dir(narrow.begin(), narrow.end());
+  ASSERT_TRUE(LoadSettingsFile(dir + L"/office.cfg", L"office.cfg", keys, nullptr, &error))
+      << testing::PrintToString(error);
+  std::wstring text;
+  {
+    std::FILE* f = std::fopen((narrow + "/office-week.txt").c_str(), "rb");
+    ASSERT_NE(f, nullptr);
+    std::string bytes;
+    char buf[4096];
+    for (std::size_t n; (n = std::fread(buf, 1, sizeof buf, f)) > 0;) bytes.append(buf, n);
+    std::fclose(f);
+    text.assign(bytes.begin(), bytes.end());  // the example is plain ASCII
+  }
+  const Scenario scenario = test::MustParse(text);
+  ExpectGolden({"example week", 0x4f7f4c8345074150ull, 9, 11}, scenario, keys, {});
+}
+
+TEST(TimelineGolden, GeneratedOfficesWithTrimmingScheduleSleepAndTickWrap) {
+  const Golden hundred[] = {
+      {"100 users, seed 1", 0x40a7cc00b26651d9ull, 15, 26},
+      {"100 users, seed 2", 0x54a36ed4d55bad3dull, 10, 30},
+      {"100 users, seed 3", 0xb867b6ae5bb91813ull, 324, 377},
+  };
+  for (std::uint64_t seed = 1; seed <= 3; ++seed) {
+    MemKeyStore keys;
+    test::WriteSettings(keys, 30, 5, [seed](MyOpts& o) {
+      OfficeRules(o);
+      // Seed 3 keeps most sessions: its timeline is mostly warnings and idle log-offs.
+      if (seed == 3) o.LogoffStaleCount = 80;
+    });
+    SimulatorOptions options;
+    // Seed 2 starts two and a half days before the tick count wraps.
+    if (seed == 2) options.bootTick = 0xFFFFFFFFu - 216000000u;
+    ExpectGolden(hundred[seed - 1], Generated(100, seed), keys, options);
+  }
+  {
+    MemKeyStore keys;
+    test::WriteSettings(keys, 15, 2, [](MyOpts& o) {
+      OfficeRules(o);
+      o.LogoffStaleCount = 600;
+    });
+    SimulatorOptions options;
+    options.bootTick = 0xFFFFFFFFu - 100000000u;
+    ExpectGolden({"1,000 users, seed 7", 0x6e08bf2ae70c0866ull, 2775, 3541}, Generated(1000, 7), keys, options);
+  }
+}
+
+}  // namespace
+}  // namespace tv
