@@ -1,5 +1,7 @@
 #include "entry/product_info.h"
 
+#include "entry/product_version.h"
+
 #ifdef _WIN32
 #include "platform/win32/windows_include.h"
 #endif
@@ -7,10 +9,10 @@
 namespace tv {
 namespace {
 
-constexpr std::uint32_t kMajor = 24;
-constexpr std::uint32_t kMinor = 5;
-constexpr std::uint32_t kPatch = 0;
-constexpr std::uint32_t kRevision = 3078;
+constexpr std::uint32_t kMajor = TV_VERSION_MAJOR;
+constexpr std::uint32_t kMinor = TV_VERSION_MINOR;
+constexpr std::uint32_t kPatch = TV_VERSION_PATCH;
+constexpr std::uint32_t kRevision = TV_VERSION_REVISION;
 
 // The process-wide buffer behind GetVersionStrRev.
 wchar_t g_version_str_rev[kVersionStrRevChars];
@@ -44,7 +46,7 @@ const wchar_t* ProductInfo::ComposeVersionStrRev(BOOL bold) const {
 
 const wchar_t* MyProductInfo::GetNickName() const { return L"Tarnvale"; }
 const wchar_t* MyProductInfo::GetName() const { return L"Tarnvale Lite"; }
-const wchar_t* MyProductInfo::GetVersionStr() const { return L"24.5.0"; }
+const wchar_t* MyProductInfo::GetVersionStr() const { return TV_VERSION_TEXT; }
 
 DWORD MyProductInfo::GetVersionNum() const {
   return (kMajor << 24) | ((kMinor * 10 + kPatch) << 16) | kRevision;
@@ -55,10 +57,10 @@ std::uint64_t MyProductInfo::GetVersionQWORD() const {
 }
 
 DWORD MyProductInfo::GetRevisionNum() const { return kRevision; }
-const wchar_t* MyProductInfo::GetRevisionStr() const { return L"3078"; }
+const wchar_t* MyProductInfo::GetRevisionStr() const { return TV_REVISION_TEXT; }
 
 const wchar_t* MyProductInfo::GetVersionStrLong(BOOL bold) const {
-  return bold ? L"Version <b>24.5.0</b>" : L"Version 24.5.0";
+  return bold ? L"Version <b>" TV_VERSION_TEXT L"</b>" : L"Version " TV_VERSION_TEXT;
 }
 
 const wchar_t* MyProductInfo::GetVersionStrRev(BOOL bold) const { return ComposeVersionStrRev(bold); }
