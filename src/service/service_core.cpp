@@ -101,6 +101,8 @@ void ServiceCore::QuitWork() {
 void ServiceCore::RaiseQuit() {
   quit_.store(1);
   quitEvent_.Set();
+  // Session threads sleep until their next deadline: they must hear the quit now.
+  registry_.WakeAll();
 }
 
 void ServiceCore::HandleSessionChange(DWORD eventType, SessionId session) {

@@ -43,6 +43,27 @@ std::wstring SessionMonitor::WarningText(const MyOpts& opts, bool locked, DWORD 
   return buffer;
 }
 
+std::uint64_t SessionMonitor::MsUntilDue(Tick now) const {
+  if (staleRequest_.load()) return 0;
+  // The mark in force: the countdown's length during a warning, else the time-out (which comes
+  // before the time-out plus countdown that a slept-through warning is measured by).
+  const std::uint64_t mark = (warning_.load() ? std::uint64_t(messageMin_) : std::uint64_t(timeoutMin_)) * kMsPerMinute;
+  const Tick idle = now - lastActivity_.load();
+  if (idle >= mark) return 0;
+  if (mark > 0xFFFFFFFFull) return kNeverDue;
+  return mark - idle;
+}
+
+void SessionMonitor::AttachSignals(SessionSignals* signals) {
+  std::lock_guard<std::mutex> hold(signalsMutex_);
+  signals_ = signals;
+}
+
+void SessionMonitor::Wake() {
+  std::lock_guard<std::mutex> hold(signalsMutex_);
+  if (signals_) signals_->Wake();
+}
+
 bool SessionMonitor::StartAgent() { return Env().sessions.StartInSession(session_, AgentCommand()) != 0; }
 
 bool SessionMonitor::End() {

@@ -5,7 +5,9 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include "platform/sessions.h"
@@ -54,8 +56,25 @@ class SessionMonitor {
   void SetLocked(bool locked) { locked_.store(locked); }
   bool IsLocked() const { return locked_.load(); }
   // Orders a stale log-off: the next timed-out round logs the session off (rules permitting).
-  void RequestStaleLogoff() { staleRequest_.store(true); }
+  // A thread waiting for the monitor's next deadline is woken for it.
+  void RequestStaleLogoff() {
+    staleRequest_.store(true);
+    Wake();
+  }
   bool StaleLogoffRequested() const { return staleRequest_.load(); }
+
+  // How long after `now` a round that saw no signal can first decide anything: 0 when it can at
+  // once (a stale log-off is asked for, or the idle clock has reached its mark), kNeverDue when
+  // the mark lies beyond the tick range and the idle clock wraps before reaching it. Until then
+  // such rounds only find the clock short of its mark, so whoever drives the monitor may wait
+  // that long for a signal instead of looking every second.
+  static constexpr std::uint64_t kNeverDue = ~std::uint64_t(0);
+  std::uint64_t MsUntilDue(Tick now) const;
+
+  // The signals a waiting thread sleeps on, so that Wake can reach it (null: none waits).
+  void AttachSignals(SessionSignals* signals);
+  // Ends the current wait of the monitor's thread early, if one waits.
+  void Wake();
 
   // When the idle clock was last restarted (ms tick).
   Tick LastActivity() const { return lastActivity_.load(); }
@@ -109,6 +128,8 @@ class SessionMonitor {
   std::atomic<Tick> lastActivity_{0};
   std::atomic<bool> warning_{false};
   std::atomic<bool> ended_{false};
+  std::mutex signalsMutex_;  // guards signals_ against a thread leaving while it is woken
+  SessionSignals* signals_ = nullptr;
   bool scheduleReported_ = false;
   DWORD timeoutMin_ = 0;
   DWORD messageMin_ = 0;

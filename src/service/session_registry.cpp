@@ -58,6 +58,11 @@ std::vector<SessionId> SessionRegistry::Sessions() const {
   return out;
 }
 
+void SessionRegistry::WakeAll() {
+  CritSecLock hold(lock_);
+  for (const Entry& e : entries_) e.monitor->Wake();
+}
+
 std::vector<SessionId> SessionRegistry::TrimStale(BOOL logoffStale, DWORD keepCount, SessionId lastActive, Tick now) {
   std::vector<SessionId> marked;
   if (!logoffStale) return marked;

@@ -42,6 +42,9 @@ class SessionRegistry {
   // Answers the sessions so marked, least recently active first.
   std::vector<SessionId> TrimStale(BOOL logoffStale, DWORD keepCount, SessionId lastActive, Tick now);
 
+  // Wakes the thread of every listed monitor that waits for its next deadline.
+  void WakeAll();
+
   // The list's lock (recursive): hold it to make several steps one.
   CritSec& Lock() { return lock_; }
 

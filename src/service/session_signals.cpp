@@ -33,14 +33,21 @@ BOOL SessionSignals::Create(const std::wstring& prefix, SessionId id) {
     idle_.Close();
     return kFalse;
   }
+  if (!wake_.CreateOrOpen(nullptr, kFalse, kFalse, kFalse)) {
+    PreserveLastError keep;
+    idle_.Close();
+    cancel_.Close();
+    return kFalse;
+  }
   return kTrue;
 }
 
 RoundSignal SessionSignals::Wait(DWORD timeoutMs) {
-  Event* events[2] = {&idle_, &cancel_};
-  switch (WaitForAnyEvent(events, 2, timeoutMs)) {
+  Event* events[3] = {&idle_, &cancel_, &wake_};
+  switch (WaitForAnyEvent(events, 3, timeoutMs)) {
     case 0: return RoundSignal::kIdle;
     case 1: return RoundSignal::kCancel;
+    case 2:
     case 258: return RoundSignal::kTimeout;
     default:
       // A failed wait must not turn the once-a-second loop into a spin.

@@ -29,9 +29,13 @@ class SessionSignals {
   // existed, which means another monitor watches the session.
   BOOL Create(const std::wstring& prefix, SessionId id);
 
-  // Waits up to `timeoutMs` for either event and takes the signal; a zero time-out only looks.
-  // Activity wins when both are set: the cancel is seen at the next wait.
+  // Waits up to `timeoutMs` for either event, or for Wake, and takes the signal; a zero time-out
+  // only looks. Activity wins when both are set: the cancel is seen at the next wait. A wake-up
+  // answers kTimeout: the round then looks at whatever the waker changed.
   RoundSignal Wait(DWORD timeoutMs);
+
+  // Ends the current or next Wait early (any thread). Without Create it does nothing.
+  void Wake() { wake_.Set(); }
 
   // What the agent does.
   void SignalIdle() { idle_.Set(); }
@@ -40,6 +44,7 @@ class SessionSignals {
  private:
   Event idle_;
   Event cancel_;
+  Event wake_;  // unnamed: only the service itself wakes its threads
 };
 
 }  // namespace tv

@@ -1,5 +1,6 @@
-// The thread that watches one session in the service: it waits a round (a second) at a time on
-// the session's idle and cancel events and hands each outcome to the session's SessionMonitor.
+// The thread that watches one session in the service: it waits on the session's idle and cancel
+// events until the monitor's next deadline (never less than a round) and hands each outcome to
+// the session's SessionMonitor.
 // It deletes itself when its work is done (two-vote auto-delete) and leaves the service's session
 // list in its destructor.
 #pragma once
@@ -30,6 +31,10 @@ class TVThread : public CSThreadExAutoDelete {
   static BOOL FindThread(SessionRegistry& list, SessionId session, TVThread** thread);
   // The number of live session threads in `list`.
   static std::size_t GetThreadCount(const SessionRegistry& list) { return list.Count(); }
+
+  // How long the thread of `monitor` waits for a signal at tick `now`: until the monitor's next
+  // deadline, at least `roundMs`, and never long enough to miss much of a computer's sleep.
+  static DWORD NextWaitMs(const SessionMonitor& monitor, Tick now, DWORD roundMs);
 
  protected:
   DWORD DoThreadEx() override;

@@ -222,8 +222,6 @@ class Driver final : public SimObserver {
     services.accounts = &accounts_;
     opts_ = std::make_unique<MyOpts>(services);
     (void)opts_->Load();
-    timeoutMs_ = std::uint64_t(opts_->Timeout) * 60000;
-    warningMs_ = std::uint64_t(opts_->MessageTimeout) * 60000;
     // An active user is seen often enough that the idle clock never reaches the time-out; on a
     // grid shared by all sessions, so that their signals need the same rounds.
     keepAliveSeconds_ = std::clamp<std::int64_t>(std::int64_t(opts_->Timeout) * 30, 1, 900);
@@ -351,13 +349,10 @@ class Driver final : public SimObserver {
       const SessionMonitor* m = cache_[id];
       // An ended monitor leaves with the round that ended it; a stale log-off is due at once.
       if (!m || m->HasEnded()) continue;
-      if (m->StaleLogoffRequested()) return soon;
-      const std::uint64_t mark = m->InWarning() ? warningMs_ : timeoutMs_;
-      const Tick idle = now - m->LastActivity();
-      if (idle >= mark) return soon;
-      // A mark beyond the tick range is never reached: the idle time wraps first.
-      if (mark > 0xFFFFFFFFull) continue;
-      best = std::min(best, sec_ + SecondsUntil(mark - idle));
+      const std::uint64_t due = m->MsUntilDue(now);
+      if (due == 0) return soon;
+      if (due == SessionMonitor::kNeverDue) continue;
+      best = std::min(best, sec_ + SecondsUntil(due));
     }
     return std::max(best, soon);
   }
@@ -561,8 +556,6 @@ class Driver final : public SimObserver {
   std::unique_ptr<SimulatedSessions> table_;
   std::unique_ptr<VirtualService> service_;
   std::unique_ptr<MyOpts> opts_;
-  std::uint64_t timeoutMs_ = 0;
-  std::uint64_t warningMs_ = 0;
   std::int64_t keepAliveSeconds_ = 900;
 
   Power state_ = Power::kOff;

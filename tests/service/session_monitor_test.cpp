@@ -5,6 +5,7 @@
 
 #include "foundation/string_table.h"
 #include "service/service_log.h"
+#include "service/tv_thread.h"
 #include "service_world.h"
 #include "settings/my_opts.h"
 
@@ -204,6 +205,35 @@ TEST_F(SessionMonitorTest, CancelEndsTheWatchAndQuitEndsEveryMonitor) {
   s->Control(svc::kControlQuitWork);
   EXPECT_EQ(s->MonitorCount(), 0u);
   EXPECT_FALSE(s->BackgroundRunning());
+}
+
+}  // namespace
+}  // namespace tv
+
+namespace tv {
+namespace {
+
+TEST_F(SessionMonitorTest, SessionThreadSleepsUntilTheNextDeadlineAcrossTheTickWrap) {
+  w.clock.SetTickCount(0xFFFFFFFFu - 100000u);
+  Begin([](MyOpts& o) {
+    o.Timeout = 5;
+    o.MessageTimeout = 2;
+  });
+  const SessionMonitor& m = *s->FindMonitor(1);
+  auto wait = [&] { return TVThread::NextWaitMs(m, w.clock.GetTickCount(), 1000); };
+  // A whole time-out ahead: the longest sleep, however the tick count wraps meanwhile.
+  EXPECT_EQ(m.MsUntilDue(w.clock.GetTickCount()), 300000u);
+  EXPECT_EQ(wait(), 30000u);
+  s->Run(299);
+  EXPECT_EQ(m.MsUntilDue(w.clock.GetTickCount()), 1000u);
+  w.clock.Advance(999);
+  EXPECT_EQ(wait(), 1000u) << "never less than a round";
+  w.clock.Advance(1);
+  EXPECT_EQ(m.MsUntilDue(w.clock.GetTickCount()), 0u);
+  s->Step();
+  // In the warning the countdown is the mark.
+  ASSERT_TRUE(m.InWarning());
+  EXPECT_EQ(m.MsUntilDue(w.clock.GetTickCount()), 120000u);
 }
 
 }  // namespace

@@ -1,11 +1,14 @@
 // The service on real threads against the simulated seams, reached through the threads' own
 // waits and the named events an agent would set. Time only moves on the simulated clock; the
-// tests wait for the threads' rounds, never for real time to pass.
+// tests wait for the threads' rounds, never for real time to pass. The session threads sleep
+// until their next deadline by the clock, so moving the simulated clock wakes them, as the
+// passing of real time ends their waits in the service.
 #include <gtest/gtest.h>
 
 #include <condition_variable>
 #include <map>
 #include <mutex>
+#include <thread>
 
 #include "foundation/event.h"
 #include "service/service_log.h"
@@ -39,6 +42,20 @@ class TVThreadTest : public testing::Test {
       o.MessageTimeout = 1;
     });
   }
+  // Moves the simulated clock on, and with it every session thread's wait.
+  void Advance(ThreadedService& service, std::uint32_t seconds) {
+    w.clock.AdvanceSeconds(seconds);
+    service.Registry().WakeAll();
+  }
+  // Waits for a state another thread reaches outside its rounds (its agent started, say).
+  static bool PollFor(const std::function<bool()>& done) {
+    const auto until = std::chrono::steady_clock::now() + kPatience;
+    while (!done()) {
+      if (std::chrono::steady_clock::now() > until) return false;
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+  }
   static void Run(ThreadedService& service, ServiceStatusRecord* status = nullptr) {
     service.HandleEvent(svc::kControlInitialise, 0, nullptr, status);
     service.HandleEvent(svc::kControlRun, 0, nullptr, status);
@@ -71,26 +88,26 @@ TEST_F(TVThreadTest, WarnsAndLogsOffOnItsOwnThreadAndTakesTheAgentsActivity) {
   ServiceStatusRecord status;
   Run(service, &status);
   ASSERT_TRUE(service.BackgroundRunning());
-  ASSERT_TRUE(WaitFor([&] { return Rounds(1) > 0; }));
+  ASSERT_TRUE(PollFor([&] { return w.Starts(1, L"/monitor") == 1; }));
   TVThread* thread = nullptr;
   ASSERT_TRUE(TVThread::FindThread(service.Registry(), 1, &thread));
   EXPECT_EQ(TVThread::GetThreadCount(service.Registry()), 1u);
 
-  w.clock.AdvanceSeconds(59);
-  const std::uint64_t from = Rounds(1);  // two more rounds: one of them began after the advance
-  ASSERT_TRUE(WaitFor([&] { return Rounds(1) >= from + 2; }));
+  const std::uint64_t from = Rounds(1);
+  Advance(service, 59);
+  ASSERT_TRUE(WaitFor([&] { return Rounds(1) > from; }));
   EXPECT_EQ(w.Starts(1, L"/msg"), 0u);
-  w.clock.AdvanceSeconds(1);
+  Advance(service, 1);
   ASSERT_TRUE(WaitFor([&] { return w.Starts(1, L"/msg") == 1; }));
 
   Event idle;  // the agent reports activity through the session's named event
   ASSERT_TRUE(idle.Open(SessionSignals::IdleName(w.env.objectPrefix, 1).c_str(), kTrue, kEventModifyState, kFalse));
   idle.Set();
   ASSERT_TRUE(WaitFor([&] { return !thread->Monitor().InWarning(); }));
-  w.clock.AdvanceSeconds(60);
+  Advance(service, 60);
   ASSERT_TRUE(WaitFor([&] { return w.Starts(1, L"/msg") == 2; }));
   EXPECT_TRUE(w.LoggedOff().empty());
-  w.clock.AdvanceSeconds(60);
+  Advance(service, 60);
   ASSERT_TRUE(WaitFor([&] { return !Monitoring(service, 1); }));
   EXPECT_EQ(w.StringsOf(evt::kLoggedOff), std::vector<std::wstring>{L"alice"});
 
@@ -112,8 +129,8 @@ TEST_F(TVThreadTest, CancelEndsTheThreadAndASecondWatcherOfASessionGivesWay) {
   EXPECT_EQ(Rounds(2), 0u);
   EXPECT_EQ(w.Starts(2, L"/monitor"), 0u);
 
-  // The thread makes its events once it runs: after its first round they are there to open.
-  ASSERT_TRUE(WaitFor([&] { return Rounds(1) > 0; }));
+  // The thread makes its events before it starts the agent: then they are there to open.
+  ASSERT_TRUE(PollFor([&] { return w.Starts(1, L"/monitor") == 1; }));
   Event cancel;
   ASSERT_TRUE(cancel.Open(SessionSignals::CancelName(w.env.objectPrefix, 1).c_str(), kTrue, kEventModifyState, kFalse));
   cancel.Set();
@@ -128,8 +145,16 @@ TEST_F(TVThreadTest, DestroyingTheServiceWaitsForItsThreads) {
   {
     ThreadedService service(w.env);
     Run(service);
-    ASSERT_TRUE(WaitFor([&] { return Rounds(1) > 0 && Rounds(2) > 0 && Rounds(3) > 0; }));
+    ASSERT_TRUE(PollFor([&] { return w.Starts(1, L"/monitor") + w.Starts(2, L"/monitor") + w.Starts(3, L"/monitor") == 3; }));
+    // Asleep until a deadline a minute away, a thread still hears a stale log-off at once...
+    TVThread* thread = nullptr;
+    ASSERT_TRUE(TVThread::FindThread(service.Registry(), 3, &thread));
+    thread->Monitor().RequestStaleLogoff();
+    ASSERT_TRUE(WaitFor([&] { return !Monitoring(service, 3); }));
+    EXPECT_EQ(w.StringsOf(evt::kStaleLoggedOff), std::vector<std::wstring>{L"u3"});
+    EXPECT_EQ(Rounds(1), 0u) << "nobody else was due";
   }
+  // ...and the service's quit: the destructor did not wait out anyone's deadline.
   // Every thread left (or the sanitizers would see them touch a dead service); their events went
   // with them, so a new watcher may take the sessions.
   SessionSignals again;
