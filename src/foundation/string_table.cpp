@@ -59,6 +59,19 @@ constexpr Entry kStrings[] = {
     {21922, L"The settings file cannot be imported: the value of \"%ls\" is too long."},
     {21923, L"The settings file cannot be imported: the value of \"%ls\" is not a sequence of hexadecimal digits."},
     {21924, L"The settings file cannot be imported: it holds no KEY element."},
+    // ---- Configuration utility
+    {3, L"This option requires Windows Vista or later."},
+    {5, L"This computer"},
+    {6, L"GPO..."},
+    {18, L"The settings have been saved."},
+    {19, L"An error occurred while saving the settings."},
+    {21, L"Tarnvale cannot be enabled without monitoring anything: tick at least one of the keyboard, the mouse "
+         L"or the CPU activity."},
+    {22, L"The settings of this computer are managed by a group policy and cannot be changed here."},
+    {24, L"Just FYI: You can close the configuration utility (by pressing OK). The user activity will still be "
+         L"monitored in the background."},
+    {103, L"Do you want to restore the default settings?"},
+    {104, L"Do you want to apply the changes?"},
     // ---- (further groups are added above this line, each under its own heading)
 };
 

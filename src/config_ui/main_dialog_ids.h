@@ -1,0 +1,82 @@
+/* Template and control numbers of the main configuration dialog, and the string-table entries it
+   shows. Read by the resource compiler as well as by C++, so it holds #define lines only. */
+#pragma once
+
+#define IDD_MAIN 102
+#define IDD_CUSTOM_MSG 103
+#define IDD_WARNING_DATA_LOSS 104
+#define IDD_SCHEDULE 105
+
+#define IDC_ENABLE 1001
+#define IDC_TIMEOUT 1002
+#define IDC_TIMEOUT_SPIN 1003
+#define IDC_TIMEOUT_UNIT 1004
+#define IDC_SHUTDOWN_TIMEOUT 1005
+#define IDC_STALE_COUNT 1006
+#define IDC_MSG_TIMEOUT_SPIN 1007
+#define IDC_MSG_TIMEOUT_UNIT 1008
+#define IDC_APPLY_TO 1009
+#define IDC_EXCLUDE 1010
+#define IDC_APPLY_TO_ADD 1011
+#define IDC_APPLY_TO_REMOVE 1012
+#define IDC_EXCLUDE_ADD 1013
+#define IDC_EXCLUDE_REMOVE 1014
+#define IDC_HELP_BUTTON 1015
+#define IDC_SHUTDOWN_TIMEOUT_SPIN 1016
+#define IDC_RESTORE_DEFAULTS 1017
+#define IDC_MSG_LINK 1018
+#define IDC_IMPORT 1019
+#define IDC_EXPORT 1020
+#define IDC_MSG_LOCKED_LINK 1021
+#define IDC_ABOUT 1022
+#define IDC_STATUS_LINE1 1023
+#define IDC_STATUS_LINE2 1024
+#define IDC_APPLY 1025
+#define IDC_SHUTDOWN 1026
+#define IDC_SHUTDOWN_ACTION 1027
+#define IDC_SHUTDOWN_TIMEOUT_UNIT 1028
+#define IDC_SHUTDOWN_LABEL 1029
+#define IDC_MSG_TIMEOUT 1030
+#define IDC_MANAGE 1031
+#define IDC_TARGET_LABEL 1032
+#define IDC_STATUS_GROUP 1033
+#define IDC_ENABLE_TRISTATE 1034
+#define IDC_MONITOR_CPU 1035
+#define IDC_PERCENT_CPU 1036
+#define IDC_PERCENT_CPU_SPIN 1037
+#define IDC_PERCENT_CPU_UNIT 1038
+#define IDC_MONITOR_KB 1039
+#define IDC_MONITOR_MOUSE 1040
+#define IDC_FULL_SCREEN 1041
+#define IDC_KEEP_LAST_USER 1043
+#define IDC_LOGOFF_STALE 1044
+#define IDC_STALE_COUNT_SPIN 1045
+#define IDC_STALE_COUNT_UNIT 1046
+#define IDC_EDIT_SCHEDULE 1047
+#define IDC_USE_SCHEDULE 1051
+#define IDC_OK 1
+
+/* The schedule editor (template 105). */
+#define IDC_SCHEDULE_GRID 1048
+#define IDC_SCHEDULE_ACTIVE 1049
+#define IDC_SCHEDULE_INACTIVE 1050
+#define IDC_SCHEDULE_CLEAR 1052
+
+/* The custom message editor (103) and the data-loss warning (104). */
+#define IDC_CUSTOM_MSG_TEXT 1016
+#define IDC_DATA_LOSS_AGREE 1026
+
+/* String-table entries the configuration utility shows. */
+#define IDS_ACTION_NOT_SUPPORTED 2
+#define IDS_NEEDS_NEWER_WINDOWS 3
+#define IDS_MENU_THIS_COMPUTER 5
+#define IDS_MENU_GPO 6
+#define IDS_SETTINGS_SAVED 18
+#define IDS_SAVE_FAILED 19
+#define IDS_GPO_LOAD_FAILED 20
+#define IDS_NOTHING_MONITORED 21
+#define IDS_POLICY_MANAGED 22
+#define IDS_VALUE_OUT_OF_RANGE 23
+#define IDS_MAY_CLOSE 24
+#define IDS_RESTORE_DEFAULTS 103
+#define IDS_APPLY_CHANGES 104
