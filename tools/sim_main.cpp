@@ -1,9 +1,9 @@
 // tv-sim: shows what the Tarnvale service would do on a terminal server. It runs the service's
 // real monitoring logic on virtual time over a scenario of users (see src/simulator/scenario.h
 // for its format) with the settings of a settings file as the configuration utility exports it,
-// and prints a timeline and a summary.
+// and prints a timeline and a summary; --report also writes them as an HTML page.
 //
-//   tv-sim --settings FILE --scenario FILE [--summary-only] [--exact]
+//   tv-sim --settings FILE --scenario FILE [--summary-only] [--exact] [--report FILE.html]
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
@@ -14,6 +14,7 @@
 #include "platform/last_error.h"
 #include "platform/registry.h"
 #include "settings/my_opts.h"
+#include "simulator/html_report.h"
 #include "simulator/report.h"
 #include "simulator/scenario.h"
 #include "simulator/sim_settings.h"
@@ -37,26 +38,41 @@ void PrintError(const std::wstring& text) {
   std::fwrite(line.data(), 1, line.size(), stderr);
 }
 
+bool WriteUtf8File(const std::wstring& path, const std::string& text) {
+#ifdef _WIN32
+  std::FILE* file = _wfopen(path.c_str(), L"wb");
+#else
+  std::FILE* file = std::fopen(ToUtf8(path).c_str(), "wb");
+#endif
+  if (!file) return false;
+  const bool written = std::fwrite(text.data(), 1, text.size(), file) == text.size();
+  return std::fclose(file) == 0 && written;
+}
+
 int Usage(const char* problem = nullptr) {
   if (problem) std::fprintf(stderr, "tv-sim: %s\n", problem);
   std::fprintf(stderr,
-               "usage: tv-sim --settings FILE --scenario FILE [--summary-only] [--exact]\n"
+               "usage: tv-sim --settings FILE --scenario FILE [--summary-only] [--exact] [--report FILE]\n"
                "  --settings FILE   a Tarnvale settings file (as the configuration utility exports it)\n"
                "  --scenario FILE   the users and what they do (format: see examples/office-week.txt)\n"
                "  --summary-only    print the summary without the timeline (for large generated scenarios)\n"
-               "  --exact           run the service every simulated second, also while nothing can happen\n");
+               "  --exact           run the service every simulated second, also while nothing can happen\n"
+               "  --report FILE     also write the sessions across the days and the summary as an HTML page\n");
   return 2;
 }
 
 int Run(const std::vector<std::wstring>& args) {
   std::wstring settingsPath;
   std::wstring scenarioPath;
+  std::wstring reportPath;
   SimulatorOptions options;
   bool summaryOnly = false;
   for (std::size_t i = 0; i < args.size(); ++i) {
     const std::wstring& a = args[i];
     if ((a == L"--settings" || a == L"--scenario") && i + 1 < args.size()) {
       (a == L"--settings" ? settingsPath : scenarioPath) = args[++i];
+    } else if (a == L"--report" && i + 1 < args.size() && !args[i + 1].empty()) {
+      reportPath = args[++i];
     } else if (a == L"--summary-only") {
       summaryOnly = true;
     } else if (a == L"--exact") {
@@ -102,7 +118,8 @@ int Run(const std::vector<std::wstring>& args) {
   Print(L"Scenario (" + scenarioPath + L"): " + std::to_wstring(scenario.sessions.size()) + L" sessions on " +
         scenario.computer + L", " + when + L".\n");
 
-  options.keepTimeline = !summaryOnly;
+  // The report marks warnings and log-offs, which only the timeline holds.
+  options.keepTimeline = !summaryOnly || !reportPath.empty();
   SimulationResult result;
   if (!RunSimulation(scenario, keys, options, &result, &error)) {
     PrintError(error);
@@ -115,6 +132,14 @@ int Run(const std::vector<std::wstring>& args) {
   }
   Print("\n");
   Print(FormatSummary(scenario, result));
+  if (!reportPath.empty()) {
+    const std::string page = FormatHtmlReport(scenario, result, DescribeSettings(opts),
+                                              L"Tarnvale simulator: " + scenario.computer + L", " + when);
+    if (!WriteUtf8File(reportPath, page)) {
+      PrintError(reportPath + L": cannot write the report");
+      return 1;
+    }
+  }
   return 0;
 }
 
