@@ -1,6 +1,6 @@
 # Thin front over the CMake presets. Both main targets work on a fresh Debian 12 machine as root:
 # scripts/install-deps.sh installs whatever is missing first.
-.PHONY: run test build deps native windows asan tsan fuzz bench clean
+.PHONY: run test build deps native windows package asan tsan fuzz bench clean
 
 JOBS ?= $(shell nproc)
 
@@ -20,6 +20,10 @@ native:
 
 windows:
 	@cmake --preset windows >/dev/null && cmake --build --preset windows -j $(JOBS)
+
+# The Windows installer and the group-policy templates, in build/windows/package.
+package: deps native windows
+	@scripts/build-package.sh --build build/windows --native build/native
 
 asan:
 	@cmake --preset native-asan >/dev/null && cmake --build --preset native-asan -j $(JOBS)

@@ -11,4 +11,8 @@ if [ ! -x "$sim" ]; then
 fi
 echo "Windows binaries: build/windows/bin ($(ls build/windows/bin 2>/dev/null | tr '\n' ' '))"
 echo
-exec "$sim" --settings examples/office.cfg --scenario examples/office-week.txt
+mkdir -p build/report
+report=build/report/report.html
+"$sim" --settings examples/office.cfg --scenario examples/office-week.txt --report "$report"
+echo
+echo "The same week as a page, one row per session: $report"

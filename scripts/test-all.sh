@@ -44,6 +44,9 @@ cmake --build --preset windows -j "$jobs"
 stage "windows: tests under Wine"
 scripts/wine-ctest.sh build/windows
 
+stage "windows installer under Wine: install, uninstall, upgrade"
+scripts/test-package.sh build/windows build/native
+
 stage "fuzz smoke: build"
 cmake --preset fuzz >/dev/null
 cmake --build --preset fuzz -j "$jobs"

@@ -23,6 +23,11 @@ bool IsForcedLogoff(const TimelineEntry& e) {
   return e.kind == TimelineEntry::Kind::kService && (e.eventId == kEventLoggedOff || e.eventId == kEventStaleLoggedOff);
 }
 
+// Routine entries (the service started monitoring someone) would bury the ones that matter.
+bool IsSparedOrError(DWORD eventId) {
+  return (eventId >> 28) == 0xe || (eventId >> 28) == 0xa || (eventId >= 0x60000007 && eventId <= 0x60000009);
+}
+
 std::string Escape(const std::string& text) {
   std::string out;
   for (char c : text) {
@@ -122,7 +127,7 @@ void Marker(std::string& svg, const Chart& chart, const TimelineEntry& e, int y)
     svg += "<rect class=\"" + std::string(e.eventId == kEventLoggedOff ? "off" : "stale") + "\" x=\"" +
            Number(x - 1.5) + "\" y=\"" + std::to_string(y + 1) + "\" width=\"3\" height=\"" +
            std::to_string(kRowHeight - 2) + "\">" + tip + "</rect>";
-  } else if (e.kind == TimelineEntry::Kind::kService) {
+  } else if (e.kind == TimelineEntry::Kind::kService && IsSparedOrError(e.eventId)) {
     svg += "<circle class=\"" + std::string((e.eventId >> 28) == 0xe ? "err" : "note") + "\" cx=\"" + Number(x) +
            "\" cy=\"" + std::to_string(mid) + "\" r=\"3\">" + tip + "</circle>";
   } else if (e.kind == TimelineEntry::Kind::kComputer) {
