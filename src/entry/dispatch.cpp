@@ -6,6 +6,7 @@
 #include <mutex>
 #include <string>
 
+#include "agent/warning.h"
 #include "entry/product_info.h"
 #include "entry/service_dispatcher.h"
 #include "entry/service_install.h"
@@ -128,11 +129,12 @@ int DispatchRunMode(const RunRequest& request, ServiceInstaller* installer) {
     case RunMode::kUserUnload:
       return 0;
     case RunMode::kMonitor:
-    case RunMode::kMessage:
-      // The session's agent and the warning hook in here; their code is not linked into this
-      // library yet, so both modes end at once. Without a session number there is nobody to
-      // serve either way.
+      // The session's agent hooks in here; its code is not linked into this library yet, so the
+      // mode ends at once. Without a session number there is nobody to serve either way.
       return 0;
+    case RunMode::kMessage:
+      // "/msg" without a readable session number has no session to warn: nothing is shown.
+      return request.hasSession ? RunMessageMode(request.session) : 0;
     case RunMode::kUninstallMsi:
       // The installer reads 1 as "the service was there and heard it".
       return installer ? (installer->SendServiceControl(kControlQuitWork) ? 1 : 0)
