@@ -7,9 +7,11 @@
 #include <cstddef>
 #include <string>
 
+// window.h first: it names Win32's DWORD, which tv::DWORD (platform/types.h) would hide inside
+// namespace tv once declared.
+#include "foundation/win32/window.h"
 #include "foundation/markup_links.h"
 #include "foundation/win32/draw_html.h"
-#include "foundation/win32/window.h"
 #include "platform/win32/windows_include.h"
 
 namespace tv {
@@ -32,7 +34,7 @@ class CSStaticHTML : public CSCtrl {
 
   // Creates the control as a child of `parent` with the given id and mark-up text (WS_CHILD and
   // WS_VISIBLE are added to `style`). Registers the class for `instance` when needed.
-  BOOL Create(HWND parent, int id, const RECT& rect, const wchar_t* text, DWORD style = 0,
+  BOOL Create(HWND parent, int id, const RECT& rect, const wchar_t* text, ::DWORD style = 0,
               HINSTANCE instance = nullptr);
   // Takes over an existing (STATIC) control; its window text becomes the mark-up.
   BOOL Attach(HWND control);
@@ -54,7 +56,7 @@ class CSStaticHTML : public CSCtrl {
   COLORREF GetBkgColor() const { return tools_.GetBkgColor(); }
   void SetFixedFont(BOOL fixed);
   // The base id of the text's links ("<A>" = id, "<An>" = id + n).
-  void SetLinkCmdID(int id) { draw_.SetLinkCmdID(id); }
+  void SetLinkCmdID(int id);
   int GetLinkCmdID() const { return draw_.GetLinkCmdID(); }
 
   // The control's fonts and colours, for finer settings (SetCustomFont, SetDefaultFont).
