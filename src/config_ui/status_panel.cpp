@@ -1,0 +1,119 @@
+// The status panel's lines and their precedence.
+#include "config_ui/status_panel.h"
+
+#include <cwchar>
+
+#include "config_ui/main_dialog_ids.h"
+#include "foundation/string_table.h"
+#include "platform/last_error.h"
+#include "platform/service_manager.h"
+
+namespace tv {
+namespace {
+
+std::wstring Format(const wchar_t* format, int a, int b = 0, int c = 0) {
+  wchar_t buffer[256];
+  const int n = std::swprintf(buffer, sizeof buffer / sizeof buffer[0], format, a, b, c);
+  return n < 0 ? std::wstring() : std::wstring(buffer, static_cast<std::size_t>(n));
+}
+
+std::wstring IdleText(int seconds) {
+  if (seconds >= 3600) {
+    return Format(L"No activity for %d hours %d minutes and %d seconds.", seconds / 3600, seconds / 60 % 60,
+                  seconds % 60);
+  }
+  if (seconds >= 60) return Format(L"No activity for %d minutes and %d seconds.", seconds / 60, seconds % 60);
+  return Format(L"No activity for %d seconds.", seconds);
+}
+
+}  // namespace
+
+const wchar_t* ActivityText(int kind) {
+  switch (kind) {
+    case 1: return L"Activity detected: Mouse.";
+    case 2: return L"Activity detected: Keyboard.";
+    case 3: return L"Activity detected: CPU.";
+    case 4: return L"Activity detected: User session change.";
+    default: return nullptr;
+  }
+}
+
+StatusPanel::StatusPanel(Tick created) : lastActivity_(created) {}
+
+void StatusPanel::NoteSaved(int refreshes) { noticeLeft_ = refreshes > 0 ? refreshes : 0; }
+
+BOOL StatusPanel::OnActivityReport(int kind, Tick now) {
+  const wchar_t* text = ActivityText(kind);
+  if (!text) {
+    SetLastErrorCode(err::kInvalidParameter);
+    return kFalse;
+  }
+  pendingActivity_ = text;
+  lastActivity_ = now;
+  nextThreshold_ = kIdleLineStepSeconds;
+  return kTrue;
+}
+
+StatusActions StatusPanel::Refresh(const StatusSnapshot& snapshot) {
+  StatusActions actions;
+  if (snapshot.gpoMode) {
+    line1_ = L"Managing the GPO:";
+    line2_ = snapshot.gpoPath;
+    return actions;
+  }
+
+  const bool running = snapshot.serviceState == svc::kRunning;
+  if (!running || !snapshot.enabled) {
+    // A managed computer cannot be changed from here, so the panel offers no remedy.
+    const wchar_t* remedy = L"";
+    if (!snapshot.policyManaged) {
+      remedy = running ? L"Check the <b>Enable Tarnvale</b> box and press <b>Apply</b>."
+                       : L"<a>Start the service...</a>";
+    }
+    line1_ = running ? L"Tarnvale is <red>NOT enabled</red>. " : L"The Tarnvale service is <red>NOT running</red>. ";
+    line1_ += remedy;
+    line2_ = snapshot.policyManaged ? LoadStr(IDS_POLICY_MANAGED) : L"";
+    return actions;
+  }
+
+  std::wstring lastLogoff = snapshot.lastLogoff.substr(0, kLastLogoffChars - 1);
+  if (noticeLeft_ > 0) {
+    --noticeLeft_;
+    line1_ = L"Attention: any active user must log off and then log back on in order for the new settings to "
+             L"apply to that user.";
+  } else if (!lastLogoff.empty() && ++lastLogoffShown_ < kLastLogoffRefreshes) {
+    line1_ = L"Logged off the user '" + lastLogoff + L"'.";
+  } else {
+    if (!lastLogoff.empty()) {
+      // Shown long enough: the value goes, so that the same log-off is not announced again.
+      actions.deleteLastLogoff = true;
+      lastLogoffShown_ = 0;
+    }
+    line1_ = Format(L"Monitoring %d user session(s) on this computer. ", static_cast<int>(snapshot.sessionsMonitoring));
+    if (snapshot.monitorCpuTicked) line1_ += Format(L"CPU load: %d%%", snapshot.cpuLoad);
+  }
+  RefreshIdleLine(snapshot);
+  return actions;
+}
+
+void StatusPanel::RefreshIdleLine(const StatusSnapshot& snapshot) {
+  if (!pendingActivity_.empty()) {
+    line2_ = pendingActivity_;
+    pendingActivity_.clear();
+    return;
+  }
+  if (!snapshot.monitorWindowExists) {
+    line2_ = L"Not monitoring the current user because it's excluded in the settings.";
+    return;
+  }
+  // Unsigned difference: the tick count wraps after 49.7 days and the dialog may be open then.
+  const Tick elapsed = static_cast<Tick>(snapshot.now - lastActivity_);
+  const int seconds = static_cast<int>(elapsed / 1000u);  // at most 4,294,967
+  // The line moves in steps, not every second, so the panel does not flicker.
+  if (seconds < nextThreshold_) return;
+  line2_ = IdleText(seconds);
+  // The next step above `seconds`, however many refreshes were missed.
+  nextThreshold_ += ((seconds - nextThreshold_) / kIdleLineStepSeconds + 1) * kIdleLineStepSeconds;
+}
+
+}  // namespace tv

@@ -1,0 +1,76 @@
+// The main dialog's status panel: two lines of mark-up text that tell the administrator whether
+// the service runs, whether monitoring is enabled, what just happened (a save, a log-off) and
+// how long the current user has been idle. It is refreshed once a second; each refresh is handed
+// the tick count and a snapshot of the service's state, so the panel is tested on virtual time.
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+#include "platform/types.h"
+
+namespace tv {
+
+// Characters the registry value "LastLogoff" can hold (512 bytes with the terminator).
+inline constexpr std::size_t kLastLogoffChars = 256;
+// Refreshes that show one "Logged off the user" line before the value is deleted.
+inline constexpr int kLastLogoffRefreshes = 10;
+// The idle line moves in steps of this many seconds.
+inline constexpr int kIdleLineStepSeconds = 5;
+
+// What activity report `kind` (1 mouse, 2 keyboard, 3 CPU, 4 session change) says, or null.
+const wchar_t* ActivityText(int kind);
+
+// What one refresh looks at.
+struct StatusSnapshot {
+  Tick now = 0;
+  bool gpoMode = false;
+  std::wstring gpoPath;
+  bool policyManaged = false;
+  DWORD serviceState = 0;      // the service manager's current state; 0 when it could not be read
+  bool enabled = false;        // Enable as edited (the check box or the tri-state combo)
+  std::wstring lastLogoff;     // registry value "LastLogoff"; empty when absent
+  DWORD sessionsMonitoring = 0;  // registry value "SessionsMonitoring"; 0 when absent
+  bool monitorCpuTicked = false;
+  int cpuLoad = 0;             // the processor load now, in percent
+  bool monitorWindowExists = false;  // a monitor window runs in this session
+};
+
+// What a refresh asks the dialog to do besides showing the lines.
+struct StatusActions {
+  bool deleteLastLogoff = false;  // delete the registry value "LastLogoff"
+};
+
+class StatusPanel {
+ public:
+  // `created` is the tick count the idle time counts from until the first activity report.
+  explicit StatusPanel(Tick created);
+
+  // A save took: the log-off notice is shown for the next `refreshes` refreshes.
+  void NoteSaved(int refreshes);
+  int NoticeRefreshesLeft() const { return noticeLeft_; }
+
+  // An activity report (kind 1..4) at `now`: its text is shown at the next refresh and the idle
+  // time starts again. 0 with kInvalidParameter for another kind (nothing changes).
+  BOOL OnActivityReport(int kind, Tick now);
+
+  // Recomputes both lines from `snapshot`.
+  StatusActions Refresh(const StatusSnapshot& snapshot);
+
+  const std::wstring& Line1() const { return line1_; }
+  const std::wstring& Line2() const { return line2_; }
+
+ private:
+  // Line 2 while monitoring runs: the pending activity, the idle time or the excluded user.
+  void RefreshIdleLine(const StatusSnapshot& snapshot);
+
+  std::wstring line1_;
+  std::wstring line2_;
+  int noticeLeft_ = 0;
+  int lastLogoffShown_ = 0;
+  std::wstring pendingActivity_;
+  Tick lastActivity_;
+  int nextThreshold_ = kIdleLineStepSeconds;
+};
+
+}  // namespace tv

@@ -1,0 +1,154 @@
+#include "config_ui/status_panel.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "config_ui/main_dialog_ids.h"
+#include "foundation/string_table.h"
+#include "platform/service_manager.h"
+
+namespace tv {
+namespace {
+
+// A running, enabled service with this session monitored.
+StatusSnapshot Running(Tick now) {
+  StatusSnapshot s;
+  s.now = now;
+  s.serviceState = svc::kRunning;
+  s.enabled = true;
+  s.sessionsMonitoring = 3;
+  s.monitorWindowExists = true;
+  return s;
+}
+
+TEST(StatusPanel, ServiceAndEnableStatesComeFirst) {
+  StatusPanel panel(0);
+  StatusSnapshot s = Running(0);
+  s.serviceState = 0;  // could not be read
+  panel.Refresh(s);
+  EXPECT_EQ(panel.Line1(), L"The Tarnvale service is <red>NOT running</red>. <a>Start the service...</a>");
+  EXPECT_EQ(panel.Line2(), L"");
+  s.serviceState = svc::kStartPending;
+  s.enabled = false;
+  panel.Refresh(s);
+  EXPECT_EQ(panel.Line1(), L"The Tarnvale service is <red>NOT running</red>. <a>Start the service...</a>")
+      << "not running wins over not enabled";
+
+  s.serviceState = svc::kRunning;
+  panel.NoteSaved(15);
+  panel.Refresh(s);
+  EXPECT_EQ(panel.Line1(),
+            L"Tarnvale is <red>NOT enabled</red>. Check the <b>Enable Tarnvale</b> box and press <b>Apply</b>.");
+  EXPECT_EQ(panel.NoticeRefreshesLeft(), 15) << "the notice waits for a monitoring line";
+
+  s.policyManaged = true;
+  panel.Refresh(s);
+  EXPECT_EQ(panel.Line1(), L"Tarnvale is <red>NOT enabled</red>. ");
+  EXPECT_EQ(panel.Line2(), LoadStr(IDS_POLICY_MANAGED));
+  EXPECT_FALSE(panel.Line2().empty());
+
+  s.gpoMode = true;
+  s.gpoPath = L"LDAP://CN={31B2F340},CN=Policies,DC=corp";
+  panel.Refresh(s);
+  EXPECT_EQ(panel.Line1(), L"Managing the GPO:");
+  EXPECT_EQ(panel.Line2(), s.gpoPath);
+
+  EXPECT_EQ(panel.OnActivityReport(5, 0), 0);
+  EXPECT_EQ(panel.OnActivityReport(0, 0), 0);
+  EXPECT_STREQ(ActivityText(4), L"Activity detected: User session change.");
+}
+
+TEST(StatusPanel, NoticeThenLastLogoffThenSessionCount) {
+  StatusPanel panel(0);
+  StatusSnapshot s = Running(0);
+  s.lastLogoff = L"CORP\\bob";
+  s.monitorCpuTicked = true;
+  s.cpuLoad = 42;
+  panel.NoteSaved(15);
+  for (int i = 0; i < 15; ++i) {
+    EXPECT_FALSE(panel.Refresh(s).deleteLastLogoff);
+    EXPECT_EQ(panel.Line1().rfind(L"Attention: any active user must log off", 0), 0u) << i;
+  }
+  // Nine refreshes of the log-off, the tenth deletes it and counts sessions again.
+  for (int i = 0; i < 9; ++i) {
+    EXPECT_FALSE(panel.Refresh(s).deleteLastLogoff) << i;
+    EXPECT_EQ(panel.Line1(), L"Logged off the user 'CORP\\bob'.");
+  }
+  EXPECT_TRUE(panel.Refresh(s).deleteLastLogoff);
+  EXPECT_EQ(panel.Line1(), L"Monitoring 3 user session(s) on this computer. CPU load: 42%");
+
+  // The next log-off starts a fresh count.
+  s.lastLogoff = L"carol";
+  for (int i = 0; i < 9; ++i) EXPECT_FALSE(panel.Refresh(s).deleteLastLogoff);
+  EXPECT_TRUE(panel.Refresh(s).deleteLastLogoff);
+  s.lastLogoff.clear();
+  s.monitorCpuTicked = false;
+  s.sessionsMonitoring = 0;
+  EXPECT_FALSE(panel.Refresh(s).deleteLastLogoff);
+  EXPECT_EQ(panel.Line1(), L"Monitoring 0 user session(s) on this computer. ");
+
+  // A value longer than the registry buffer is shown cut.
+  s.lastLogoff = std::wstring(300, L'x');
+  panel.Refresh(s);
+  EXPECT_EQ(panel.Line1(), L"Logged off the user '" + std::wstring(255, L'x') + L"'.");
+}
+
+// One minute of refreshes on virtual time, starting just before the tick count wraps.
+TEST(StatusPanel, IdleLineMovesInFiveSecondStepsOverAScriptedMinute) {
+  const Tick start = 0xFFFFFFFFu - 20500u;
+  StatusPanel panel(start);
+  std::vector<std::pair<int, std::wstring>> changes;
+  std::wstring last;
+  for (int second = 0; second <= 60; ++second) {
+    const Tick now = start + static_cast<Tick>(second) * 1000u;
+    if (second == 23) panel.OnActivityReport(2, now - 400u);
+    panel.Refresh(Running(now));
+    if (panel.Line2() != last) changes.emplace_back(second, last = panel.Line2());
+  }
+  const std::vector<std::pair<int, std::wstring>> expected = {
+      {5, L"No activity for 5 seconds."},   {10, L"No activity for 10 seconds."},
+      {15, L"No activity for 15 seconds."}, {20, L"No activity for 20 seconds."},
+      {23, L"Activity detected: Keyboard."}, {28, L"No activity for 5 seconds."},
+      {33, L"No activity for 10 seconds."}, {38, L"No activity for 15 seconds."},
+      {43, L"No activity for 20 seconds."}, {48, L"No activity for 25 seconds."},
+      {53, L"No activity for 30 seconds."}, {58, L"No activity for 35 seconds."},
+  };
+  EXPECT_EQ(changes, expected);
+}
+
+TEST(StatusPanel, IdleLineAfterLongGapsAndWithoutAMonitorWindow) {
+  StatusPanel panel(1000);
+  StatusSnapshot s = Running(1000 + 3 * 3600 * 1000u + 62 * 1000u);
+  panel.Refresh(s);
+  EXPECT_EQ(panel.Line2(), L"No activity for 3 hours 1 minutes and 2 seconds.");
+  s.now += 3000;  // 3:01:05 reaches the next step
+  panel.Refresh(s);
+  EXPECT_EQ(panel.Line2(), L"No activity for 3 hours 1 minutes and 5 seconds.");
+  s.now += 4000;
+  panel.Refresh(s);
+  EXPECT_EQ(panel.Line2(), L"No activity for 3 hours 1 minutes and 5 seconds.");
+
+  panel.OnActivityReport(1, s.now);
+  s.now += 61 * 1000u;
+  panel.Refresh(s);
+  EXPECT_EQ(panel.Line2(), L"Activity detected: Mouse.") << "a report is shown once, whatever the time";
+  panel.Refresh(s);
+  EXPECT_EQ(panel.Line2(), L"No activity for 1 minutes and 1 seconds.");
+
+  s.monitorWindowExists = false;
+  panel.Refresh(s);
+  EXPECT_EQ(panel.Line2(), L"Not monitoring the current user because it's excluded in the settings.");
+
+  // A report that arrives while the service is down waits for a monitoring line.
+  panel.OnActivityReport(3, s.now);
+  s.serviceState = svc::kStopped;
+  panel.Refresh(s);
+  s.serviceState = svc::kRunning;
+  panel.Refresh(s);
+  EXPECT_EQ(panel.Line2(), L"Activity detected: CPU.");
+}
+
+}  // namespace
+}  // namespace tv
