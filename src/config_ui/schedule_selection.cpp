@@ -89,12 +89,9 @@ std::wstring ScheduleSelection::GetSchedule() const {
 }
 
 std::wstring ScheduleSelection::ScheduleTextToStore() const {
-  if (IsAllOn()) return L"";
-  std::wstring text = GetSchedule();
-  // An empty text would read back as "no schedule", i.e. always active: the opposite of the week
-  // painted. A blank is a schedule without periods, which is never in force.
-  if (text.empty()) text = L" ";
-  return text;
+  // An all-active week is kept as no schedule at all, which also follows the day table's
+  // language; any other week as its canonical text.
+  return IsAllOn() ? std::wstring() : GetSchedule();
 }
 
 std::size_t ScheduleSelection::GetSchedule(wchar_t* buffer, std::size_t capacity) const {

@@ -82,8 +82,9 @@ class ScheduleSelection {
   // the whole text plus one.
   std::size_t GetSchedule(wchar_t* buffer, std::size_t capacity) const;
   std::wstring GetSchedule() const;
-  // The text the settings keep when the editor is closed with OK: "" (always active) for a week
-  // that is all active, " " for one that is all inactive, else GetSchedule's text.
+  // The text the settings keep when the editor is closed with OK: "" (no schedule) for a week
+  // that is all active, else GetSchedule's text. A week with nothing active also gives "": the
+  // monitor reads a schedule without active time as always active, so no text could say otherwise.
   std::wstring ScheduleTextToStore() const;
 
   // ---- geometry

@@ -1,0 +1,68 @@
+#include "config_ui/main_commands.h"
+
+#include <gtest/gtest.h>
+
+#include "config_ui/main_dialog_ids.h"
+#include "foundation/string_table.h"
+#include "platform/last_error.h"
+#include "platform/registry.h"
+#include "settings/my_config.h"
+
+namespace tv {
+namespace {
+
+TEST(MainCommands, TargetLabelMenuAndGpoSwitch) {
+  EXPECT_EQ(TargetLabel(false, L"WS01", L""), L"<B>WS01</b> (This Computer)");
+  EXPECT_EQ(TargetLabel(true, L"WS01", L"LDAP://cn=x"), L"<B>LDAP://cn=x</b> (GPO)");
+
+  auto items = TargetMenuItems(false);
+  ASSERT_EQ(items.size(), 1u);
+  EXPECT_STREQ(LoadStr(items[0].stringId), L"GPO...");
+  items = TargetMenuItems(true);
+  ASSERT_EQ(items.size(), 2u);
+  EXPECT_EQ(items[0].command, TargetCommand::kThisComputer);
+  EXPECT_STREQ(LoadStr(items[0].stringId), L"This computer");
+
+  EXPECT_FALSE(IsOtherGpo(L"LDAP://CN=A,DC=corp", L"ldap://cn=a,dc=CORP"));
+  EXPECT_TRUE(IsOtherGpo(L"LDAP://CN=A,DC=corp", L"LDAP://CN=B,DC=corp"));
+  EXPECT_TRUE(IsOtherGpo(L"", L"LDAP://CN=A"));
+}
+
+TEST(MainCommands, ExportImportStartsWhereTheLastOneEnded) {
+  EXPECT_EQ(ExportImportStartFile(L"", L"C:\\Users\\ann\\Documents"), L"C:\\Users\\ann\\Documents\\Tarnvale.cfg");
+  EXPECT_EQ(ExportImportStartFile(nullptr, L"D:"), L"D:\\Tarnvale.cfg");
+  EXPECT_EQ(ExportImportStartFile(L"E:\\cfg\\office.cfg", L"D:"), L"E:\\cfg\\office.cfg");
+  EXPECT_EQ(FolderOf(L"E:\\cfg\\office.cfg"), L"E:\\cfg");
+  EXPECT_EQ(FolderOf(L"office.cfg"), L"");
+}
+
+TEST(MainCommands, NoticesAndServiceStopOnClose) {
+  MemKeyStore store;
+  MyConfig config(store);
+  EXPECT_TRUE(ShowMayCloseNotice(false, config));
+  EXPECT_FALSE(ShowMayCloseNotice(true, config)) << "OK closes anyway";
+  config.Set(kConfigHideCloseMsg, true);
+  EXPECT_FALSE(ShowMayCloseNotice(false, config));
+
+  EXPECT_FALSE(ShutdownTickAllowed(5));
+  EXPECT_TRUE(ShutdownTickAllowed(6));
+  EXPECT_TRUE(ShutdownTickAllowed(10));
+
+  EXPECT_TRUE(StopServiceOnClose(true, true));
+  EXPECT_FALSE(StopServiceOnClose(true, false));
+  EXPECT_FALSE(StopServiceOnClose(false, true));
+  EXPECT_EQ(StopServiceMessage(kTrue, err::kServiceDoesNotExist), 13);
+  EXPECT_EQ(StopServiceMessage(kFalse, err::kServiceDoesNotExist), 10);
+  EXPECT_EQ(StopServiceMessage(kFalse, err::kServiceMarkedForDelete), 11);
+  const int other = StopServiceMessage(kFalse, err::kAccessDenied);
+  EXPECT_STREQ(LoadStr(other), L"Cannot unregister Tarnvale service.");
+  EXPECT_TRUE(StopServiceMessageOffersRetry(other));
+  EXPECT_FALSE(StopServiceMessageOffersRetry(13));
+
+  EXPECT_TRUE(IsSettingsChangedNotice(2, 0x5678, 0x12345678u));
+  EXPECT_FALSE(IsSettingsChangedNotice(2, 0x12345678, 0x12345678u)) << "only the low 16 bits";
+  EXPECT_FALSE(IsSettingsChangedNotice(302, 0x5678, 0x12345678u));
+}
+
+}  // namespace
+}  // namespace tv
