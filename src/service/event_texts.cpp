@@ -30,6 +30,7 @@ constexpr EventTextEntry kTexts[] = {
     {0xa0000016, L"Tarnvale did not log off user '%1' because that user was the most recent active user.\r\n"},
     {0xa0000019, L"Tarnvale did not process the idle timeout for user '%1' because according to its schedule "
                  L"Tarnvale was set to be inactive at that time.\r\n"},
+    {0xa000001a, L"Tarnvale found the setting '%1' unusable as stored: %2.\r\n"},
     {0xe000000b, L"Tarnvale could not log off the user '%1'. (Code %2)\r\n"},
     {0xe000000f, L"Tarnvale could not start the monitor process for the user '%1'. (Code %2)\r\n"},
     {0xe0000013, L"Tarnvale encountered an error returned from InitiateSystemShutdownEx().\r\n"},

@@ -6,6 +6,7 @@
 #include "service/service_log.h"
 #include "settings/my_opts.h"
 #include "settings/reg_key.h"
+#include "settings/setting_checks.h"
 
 namespace tv {
 
@@ -29,6 +30,15 @@ std::shared_ptr<MyOpts> ServiceCore::LoadSettings() const {
   auto opts = std::make_shared<MyOpts>(services);
   // A key that cannot be opened leaves the defaults, which is what a fresh computer runs on.
   (void)opts->Load();
+  // A value the record cannot use never switches the log-off off unannounced: it is corrected
+  // and named in the event log, once for as long as the same findings come back.
+  const std::vector<SettingProblem> problems = CheckSettingsForService(*opts, env_.keys);
+  std::wstring described = DescribeProblems(problems);
+  std::lock_guard<std::mutex> hold(problemsMutex_);
+  if (described != reportedProblems_) {
+    for (const SettingProblem& p : problems) LogEvent2(env_.eventLog, evt::kSettingUnusable, p.name, p.what);
+    reportedProblems_ = std::move(described);
+  }
   return opts;
 }
 

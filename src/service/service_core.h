@@ -101,6 +101,9 @@ class ServiceCore : public MonitorContext {
   std::atomic<int> activeSessions_{0};
   std::atomic<SessionId> lastActive_{kNoSession};
   mutable std::mutex loggedOffMutex_;
+  // The findings of the last settings check that were written to the event log.
+  mutable std::mutex problemsMutex_;
+  mutable std::wstring reportedProblems_;
   std::wstring lastLoggedOff_;
   // One membership test and start at a time, so that a session never gets two monitors.
   std::mutex startMutex_;

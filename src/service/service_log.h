@@ -26,6 +26,7 @@ inline constexpr DWORD kNotEnabledAtLogon = 0xa000000d;
 inline constexpr DWORD kNotEnabledAtTimeout = 0xa000000e;   // %1 account
 inline constexpr DWORD kSparedLastActive = 0xa0000016;      // %1 account
 inline constexpr DWORD kScheduleInactive = 0xa0000019;      // %1 account
+inline constexpr DWORD kSettingUnusable = 0xa000001a;       // %1 value name, %2 what and what instead
 inline constexpr DWORD kLogoffFailed = 0xe000000b;          // %1 account, %2 code
 inline constexpr DWORD kAgentStartFailed = 0xe000000f;      // %1 account, %2 code
 inline constexpr DWORD kShutdownFailed = 0xe0000013;        // %1 code

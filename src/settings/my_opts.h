@@ -151,13 +151,15 @@ class MyOpts : public BoolOpts {
 
   const MyOptsServices& Services() const { return services_; }
 
+  // The numeric settings by value name with their values, in the order the registry key and the
+  // GPO both get them.
+  using NamedNumber = std::pair<const wchar_t*, DWORD>;
+  std::array<NamedNumber, 15> NumberValues() const;
+
  private:
   enum class Source { kLocal, kTemp, kGpo };
 
   void ResetLists();
-  // The numeric settings by value name, in the order the registry key and the GPO both get them.
-  using NamedNumber = std::pair<const wchar_t*, DWORD>;
-  std::array<NamedNumber, 15> NumberValues() const;
   // Reads every value from an open key as `source` demands (see ReadPolicy and the GPO load).
   // 0 when the registry failed to answer (missing values are not failures).
   BOOL ReadValues(const RegKey& key, Source source);

@@ -124,14 +124,15 @@ std::int32_t Schedule::GetSecondsRemaining(const SystemTime& now, wchar_t* error
   // unordered periods then read as the one stretch they are, and each day's runs come in time
   // order, which the search below relies on.
   const WeekGrid grid = GridFromPeriods(list);
-  if (grid.IsAllOff()) return kNeverOn;
-  if (grid.IsAllOn()) return kAlwaysOn;
+  // A text that leaves no half hour active (only blanks, or only empty periods) is a mistake,
+  // not a wish to switch the log-off off for good: it counts as the absent schedule.
+  if (grid.IsAllOff() || grid.IsAllOn()) return kAlwaysOn;
   const PeriodList runs = PeriodsFromGrid(grid);
 
   const int today = now.dayOfWeek;
   const int nowMinute = MinuteOfDay(now.hour, now.minute);
   const AllowedPeriod* found = FindAllowedPeriod(runs, today, now.hour, now.minute);
-  if (!found) return kNeverOn;  // cannot happen with cells on; kept for safety
+  if (!found) return kAlwaysOn;  // cannot happen with cells on; kept for safety
   const int start = MinuteOfDay(found->startHour, found->startMinute);
   const int end = MinuteOfDay(found->endHour, found->endMinute);
 

@@ -37,12 +37,10 @@ struct DayEntry {
 
 class Schedule {
  public:
-  // GetSecondsRemaining's answers that are not counts: always on (more than a week),
-  // a text that cannot be read (which IsScheduleOn deliberately takes as on), and a readable
-  // text without a single period (never on).
+  // GetSecondsRemaining's answers that are not counts: always on (more than a week), and a text
+  // that cannot be read (which IsScheduleOn deliberately takes as on).
   static constexpr std::int32_t kAlwaysOn = 604801;
   static constexpr std::int32_t kUnreadable = -604801;
-  static constexpr std::int32_t kNeverOn = -604800;
 
   Schedule() = default;
 
@@ -87,7 +85,7 @@ class Schedule {
   // Real seconds from local time `now` to the end of the stretch of active time it lies in
   // (following periods that run on across midnight); when `now` lies outside, minus the seconds
   // to the next start. kAlwaysOn for the default schedule or a week that is active throughout,
-  // kNeverOn for a text without periods, kUnreadable (with a message naming the position in
+  // also for a text that leaves no half hour active, kUnreadable (with a message naming the position in
   // `errorText`, cut to `errorChars` characters) when the text or `now` cannot be read.
   // Periods count as the union of their half hours, so overlapping, touching or unordered
   // periods answer as the grid editor shows them. Wall-clock times are resolved by `zone`

@@ -103,18 +103,31 @@ TEST(ServiceStaleSessions, LeastRecentlyActiveAreLoggedOffBeyondTheKeepCount) {
   s->Run(2);
   EXPECT_EQ(w.LoggedOff().size(), 2u);
 
-  // A keep count of 0 takes everyone, the last active session too; a failure is reported as stale.
+  // A keep count of 0 cannot be meant (it would log everyone off at every log-on): it is taken as
+  // the default of 5 and named in the event log.
   w.Configure([](MyOpts& o) {
     o.LogoffStale = 1;
     o.LogoffStaleCount = 0;
   });
   s->Control(svc::kControlSettingsChanged);
+  ASSERT_EQ(w.Count(evt::kSettingUnusable), 1u);
+  EXPECT_EQ(w.StringsOf(evt::kSettingUnusable)[0], L"LogoffStaleCount");
+  w.sessions.Unlock(4);
+  s->Run(2);
+  EXPECT_EQ(s->MonitorCount(), 2u);
+
+  // A keep count of 1 keeps the last active session only; a failure is reported as stale.
+  w.Configure([](MyOpts& o) {
+    o.LogoffStale = 1;
+    o.LogoffStaleCount = 1;
+  });
+  s->Control(svc::kControlSettingsChanged);
   w.sessions.FailOp(SimulatedSessions::Op::kLogoff, 87, 1, 0, 3);
   w.sessions.Unlock(4);
   s->Run(2);
-  EXPECT_EQ(w.Count(evt::kStaleLoggedOff), 3u);
+  EXPECT_EQ(w.Count(evt::kStaleLoggedOff), 2u);
   EXPECT_EQ(w.StringsOf(evt::kStaleLogoffFailed), (Strings{L"user3", L"87"}));
-  EXPECT_EQ(s->MonitorCount(), 0u);
+  EXPECT_EQ(s->MonitorCount(), 1u);
 }
 
 TEST(ServiceStatistics, CountsPeakAndLastLogoffAreKept) {

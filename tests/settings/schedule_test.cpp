@@ -242,10 +242,11 @@ TEST(ScheduleSeconds, InsideCountsToTheEndAndOutsideToTheNextStart) {
   EXPECT_EQ(Remaining(L"Mon 8:00-9:00, Mon 9:00-10:00", At(2024, 5, 6, 8, 30)), 90 * 60);
   EXPECT_EQ(Remaining(L"Tue 14:00-15:00, Tue 8:00-9:00", At(2024, 5, 6, 20, 0)), -12 * kHour);
 
-  // No periods at all: never on; a bad clock reading: unreadable, so still on.
-  EXPECT_EQ(Remaining(L" \n", At(2024, 5, 6, 12, 0)), Schedule::kNeverOn);
+  // No active half hour at all (blanks, empty periods) is a mistake that must not switch the
+  // log-off off for good: always on. A bad clock reading: unreadable, so still on.
+  EXPECT_EQ(Remaining(L" \n", At(2024, 5, 6, 12, 0)), Schedule::kAlwaysOn);
   s.Set(L"  ");
-  EXPECT_FALSE(s.IsScheduleOn(At(2024, 5, 6, 12, 0)));
+  EXPECT_TRUE(s.IsScheduleOn(At(2024, 5, 6, 12, 0)));
   SystemTime bad = At(2024, 5, 6, 12, 0);
   bad.dayOfWeek = 7;
   s.Set(office);
