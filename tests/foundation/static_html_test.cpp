@@ -65,6 +65,13 @@ TEST_F(StaticHtmlTest, KeepsTheMarkupAsSetAndPostsTheClickedLinksId) {
   EXPECT_GT(r.right, r.left);
   EXPECT_GT(r.bottom, r.top);
 
+  // Over the link the hand cursor shows; elsewhere the control still takes the mouse.
+  POINT over = {(r.left + r.right) / 2, (r.top + r.bottom) / 2};
+  ::ClientToScreen(ctl.GetHwnd(), &over);
+  ::SetCursor(::LoadCursorW(nullptr, IDC_ARROW));
+  EXPECT_EQ(::SendMessageW(ctl.GetHwnd(), WM_NCHITTEST, 0, MAKELPARAM(over.x, over.y)), HTCLIENT);
+  EXPECT_EQ(::GetCursor(), ::LoadCursorW(nullptr, IDC_HAND));
+
   Commands();
   ::SendMessageW(ctl.GetHwnd(), WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM((r.left + r.right) / 2, (r.top + r.bottom) / 2));
   ::SendMessageW(ctl.GetHwnd(), WM_LBUTTONDBLCLK, MK_LBUTTON, MAKELPARAM(r.left, r.top));

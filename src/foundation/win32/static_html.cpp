@@ -230,6 +230,13 @@ LRESULT CSStaticHTML::OnWndMessage(UINT message, WPARAM wParam, LPARAM lParam) {
       if (cs && cs->lpszName && !IS_INTRESOURCE(cs->lpszName) && cs->lpszName[0] != 0xFFFF) text_ = cs->lpszName;
       return DefaultProc(message, wParam, lParam);
     }
+    case WM_CREATE: {
+      // A control made by a dialog template is measured before its first paint, so clicks and
+      // CalcHeight work on a hidden dialog too.
+      const LRESULT result = DefaultProc(message, wParam, lParam);
+      Relayout();
+      return result;
+    }
     case WM_SETTEXT:
       SetHTMLText(reinterpret_cast<const wchar_t*>(lParam));
       return TRUE;
