@@ -19,6 +19,7 @@
 #include "settings/my_opts.h"
 #include "service/event_texts.h"
 #include "simulator/sim_seams.h"
+#include "simulator/timeline_recorder.h"
 
 namespace tv {
 
@@ -44,7 +45,8 @@ class Driver final : public SimObserver {
       : sc_(scenario),
         keys_(keys),
         opt_(options),
-        res_(result),
+        rec_(*result, options.keepTimeline,
+             options.seconds > 0 ? std::min(options.seconds, scenario.Seconds()) : scenario.Seconds()),
         clock_(options.bootTick, scenario.start),
         powerSeam_(*this, power_),
         log_(*this),
@@ -66,7 +68,7 @@ class Driver final : public SimObserver {
       rt_[i].account = FormAccountName(ReportedDomain(s), s.user, sc_.computer);
       byAccount_.emplace(rt_[i].account, s.id);
     }
-    res_->summary.sessions = static_cast<int>(sc_.sessions.size());
+    rec_.Summary().sessions = static_cast<int>(sc_.sessions.size());
   }
 
   ~Driver() override {
@@ -108,42 +110,17 @@ class Driver final : public SimObserver {
   // ---- SimObserver
 
   void OnEventLogged(DWORD eventId, const std::vector<std::wstring>& strings) override {
-    SimulationSummary& s = res_->summary;
-    ++s.eventCounts[eventId];
-    switch (eventId) {
-      case evt::kLoggedOff: ++s.logoffs; break;
-      case evt::kStaleLoggedOff: ++s.staleLogoffs; break;
-      case evt::kSparedLastActive: ++s.sparedLastActive; break;
-      case evt::kScheduleInactive: ++s.sparedSchedule; break;
-      case evt::kNotEnabledAtTimeout: ++s.sparedNotEnabled; break;
-      case evt::kSkippedExcluded:
-      case evt::kSkippedExcludedGroup:
-      case evt::kSkippedNotApplied: ++s.notMonitored; break;
-      case evt::kShutdownInitiated: ++s.shutdowns; break;
-      case evt::kSuspendInitiated: ++s.suspends; break;
-      default: break;
-    }
-    if (EventTypeOf(eventId) == EventType::kError) ++s.errors;
-    // Written after the scenario's end (a computer that slept through it): counted, not shown.
-    if (!opt_.keepTimeline || sec_ >= end_) return;
-    TimelineEntry e;
-    e.at = sec_;
-    e.kind = TimelineEntry::Kind::kService;
-    e.eventId = eventId;
-    e.text = TrimEventText(FormatEventText(eventId, strings));
-    const wchar_t* raw = FindEventText(eventId);
-    if (raw && std::wcsstr(raw, L"'%1'") && !strings.empty()) {
-      e.account = strings[0];
-      e.session = Attribute(e.account);
-    }
-    res_->timeline.push_back(std::move(e));
+    // Whose session an entry concerns is the world's knowledge; only worth asking for a shown one.
+    SessionId session = kNoSession;
+    if (rec_.Shows(sec_) && !strings.empty() && TimelineRecorder::NamesAccount(eventId)) session = Attribute(strings[0]);
+    rec_.ServiceEvent(sec_, eventId, strings, session);
   }
 
   void OnSessionTouched(SessionId id) override { touched_ = id; }
 
   void OnWarning(SessionId id, bool messageBox, const std::wstring& text) override {
-    ++res_->summary.warnings;
-    if (!opt_.keepTimeline) return;
+    ++rec_.Summary().warnings;
+    if (!rec_.Shows(sec_)) return;
     Runtime* rt = Find(id);
     std::wstring line;
     if (messageBox) {
@@ -175,7 +152,7 @@ class Driver final : public SimObserver {
     }
     Jump(wake);
     if (wake < end_) {
-      ++res_->summary.wakes;
+      ++rec_.Summary().wakes;
       Add(TimelineEntry::Kind::kComputer, kNoSession, L"The computer wakes up.");
     }
   }
@@ -244,14 +221,9 @@ class Driver final : public SimObserver {
   }
 
   void Add(TimelineEntry::Kind kind, SessionId id, std::wstring text) {
-    if (!opt_.keepTimeline || sec_ >= end_) return;
-    TimelineEntry e;
-    e.at = sec_;
-    e.kind = kind;
-    e.session = id;
-    if (Runtime* rt = Find(id)) e.account = rt->account;
-    e.text = std::move(text);
-    res_->timeline.push_back(std::move(e));
+    if (!rec_.Shows(sec_)) return;
+    const Runtime* rt = Find(id);
+    rec_.Line(sec_, kind, id, rt ? rt->account : std::wstring(), std::move(text));
   }
 
   // ---- the computer
@@ -266,7 +238,7 @@ class Driver final : public SimObserver {
     sessions_.Attach(table_.get());
     clock_.SetTickCount(opt_.bootTick);
     if (announce) {
-      ++res_->summary.starts;
+      ++rec_.Summary().starts;
       Add(TimelineEntry::Kind::kComputer, kNoSession, L"The computer starts.");
     }
     service_ = std::make_unique<VirtualService>(env_, clock_, *table_);
@@ -308,7 +280,7 @@ class Driver final : public SimObserver {
     // The round belongs to the second the clock moves to: what it writes is stamped with it.
     ++sec_;
     service_->Step();
-    ++res_->rounds;
+    rec_.CountRound();
     pendingRound_ = false;
     // The shutdown started in this round takes the computer down before the next one.
     if (shutdownStarted_) ShutDown();
@@ -452,7 +424,7 @@ class Driver final : public SimObserver {
   }
 
   void LogOn(const ScenarioSession& s, Runtime& rt) {
-    ++res_->summary.userLogons;
+    ++rec_.Summary().userLogons;
     table_->AddSession(s.id, ReportedDomain(s), s.user);
     rt.exists = true;
     rt.mode = Mode::kActive;
@@ -493,7 +465,7 @@ class Driver final : public SimObserver {
           break;
         case ScenarioVerb::kLogoff:
           text = L"logs off";
-          ++res_->summary.userLogoffs;
+          ++rec_.Summary().userLogoffs;
           table_->EndSession(s->id);
           rt->exists = false;
           // The agent ends with the session and cancels its monitor, which its next round sees.
@@ -543,7 +515,7 @@ class Driver final : public SimObserver {
   const Scenario& sc_;
   MemKeyStore& keys_;
   SimulatorOptions opt_;
-  SimulationResult* res_;
+  TimelineRecorder rec_;
 
   SimulatedClock clock_;
   FixedTimeZone zone_{0};
