@@ -1,0 +1,36 @@
+// Synthetic input for the Windows agent tests: SendInput reaches the low-level hooks of every
+// process on the desktop, the agent's included, flagged as injected.
+#pragma once
+
+#ifdef _WIN32
+
+#include "platform/win32/windows_include.h"
+
+namespace tv::test {
+
+// One press and release of Shift: input that changes nothing on the desktop.
+inline bool TypeKey() {
+  INPUT in[2] = {};
+  for (INPUT& i : in) {
+    i.type = INPUT_KEYBOARD;
+    i.ki.wVk = VK_SHIFT;
+  }
+  in[1].ki.dwFlags = KEYEVENTF_KEYUP;
+  return ::SendInput(2, in, sizeof(INPUT)) == 2;
+}
+
+// A one-pixel move and back, so the pointer stays where it was.
+inline bool NudgeMouse() {
+  INPUT in[2] = {};
+  for (INPUT& i : in) {
+    i.type = INPUT_MOUSE;
+    i.mi.dwFlags = MOUSEEVENTF_MOVE;
+  }
+  in[0].mi.dx = 1;
+  in[1].mi.dx = -1;
+  return ::SendInput(2, in, sizeof(INPUT)) == 2;
+}
+
+}  // namespace tv::test
+
+#endif  // _WIN32
