@@ -2,11 +2,13 @@
 
 #include <atomic>
 #include <cstdint>
+#include <cwchar>
 #include <iterator>
 #include <mutex>
 #include <string>
 
 #include "agent/warning.h"
+#include "agent/monitor.h"
 #include "entry/product_info.h"
 #include "entry/service_dispatcher.h"
 #include "entry/service_install.h"
@@ -70,6 +72,9 @@ class RootKeyCopy {
 
 int ExitCode(BOOL ok) { return ok ? 0 : 1; }
 
+// Exit code of a per-session mode whose session number cannot be read (ERROR_INVALID_PARAMETER).
+constexpr int kExitBadSession = 87;
+
 }  // namespace
 
 const wchar_t* RunArguments(const wchar_t* commandLine) {
@@ -110,6 +115,7 @@ RunRequest ParseRunMode(const wchar_t* commandLine) {
     if (!matched) continue;
     request.mode = s.mode;
     if (s.match == Match::kPrefix) {
+      request.sessionMark = std::wcspbrk(args, L":=") != nullptr;
       DWORD session = 0;
       if (ParseSessionNumber(args, session)) {
         request.hasSession = true;
@@ -129,9 +135,10 @@ int DispatchRunMode(const RunRequest& request, ServiceInstaller* installer) {
     case RunMode::kUserUnload:
       return 0;
     case RunMode::kMonitor:
-      // The session's agent hooks in here; its code is not linked into this library yet, so the
-      // mode ends at once. Without a session number there is nobody to serve either way.
-      return 0;
+      // A number that cannot be read is the caller's mistake and says so; no number at all is
+      // nobody's request.
+      if (!request.hasSession) return request.sessionMark ? kExitBadSession : 0;
+      return RunMonitor(request.session);
     case RunMode::kMessage:
       // "/msg" without a readable session number has no session to warn: nothing is shown.
       return request.hasSession ? RunMessageMode(request.session) : 0;

@@ -29,6 +29,7 @@ enum class RunMode {
 struct RunRequest {
   RunMode mode = RunMode::kNone;
   bool hasSession = false;  // a valid session number followed ":" or "="
+  bool sessionMark = false;  // the arguments hold ":" or "=", valid number or not
   DWORD session = 0;
 };
 
