@@ -155,6 +155,39 @@ TEST_F(StaticHtmlTest, AttachedStaticsTemplateControlsAndWholeLinks) {
   ::DestroyWindow(stat);
 }
 
+TEST_F(StaticHtmlTest, PaintsItsTextOverItsBackgroundColour) {
+  CSStaticHTML ctl;
+  ASSERT_TRUE(ctl.Create(parent_, 9, RECT{0, 0, 200, 40}, L"<RED>MMMM</RED>", 0, instance_));
+  LOGFONTW lf = ctl.GetTools().GetLogFont();
+  lf.lfHeight = -20;
+  lf.lfQuality = NONANTIALIASED_QUALITY;
+  ctl.GetTools().SetCustomFont(lf);
+  ctl.SetBkgColor(RGB(0, 255, 0));
+  EXPECT_EQ(ctl.GetBkgColor(), RGB(0, 255, 0));
+
+  HDC screen = ::GetDC(nullptr);
+  HDC dc = ::CreateCompatibleDC(screen);
+  HBITMAP bitmap = ::CreateCompatibleBitmap(screen, 200, 40);
+  ::ReleaseDC(nullptr, screen);
+  ASSERT_TRUE(dc && bitmap);
+  HGDIOBJ old = ::SelectObject(dc, bitmap);
+  ::SendMessageW(ctl.GetHwnd(), WM_PRINTCLIENT, reinterpret_cast<WPARAM>(dc), PRF_CLIENT);
+  EXPECT_EQ(::GetPixel(dc, 199, 39), RGB(0, 255, 0));
+  int red = 0;
+  for (int y = 0; y < 40; ++y)
+    for (int x = 0; x < 200; ++x) red += ::GetPixel(dc, x, y) == RGB(128, 0, 0);
+  EXPECT_GT(red, 20);
+  ::SelectObject(dc, old);
+  ::DeleteObject(bitmap);
+  ::DeleteDC(dc);
+
+  // The real paint path, on a shown window, must leave the same link list behind.
+  ::ShowWindow(parent_, SW_SHOWNA);
+  ::UpdateWindow(ctl.GetHwnd());
+  EXPECT_EQ(ctl.GetLinks().GetCount(), 0u);
+  ::ShowWindow(parent_, SW_HIDE);
+}
+
 // Writes the bitmap as a .bmp a person can open (a build artefact of the test run).
 void SaveBitmap(HDC dc, HBITMAP bitmap, int cx, int cy, const char* path) {
   BITMAPINFO bi = {};

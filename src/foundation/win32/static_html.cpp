@@ -266,7 +266,16 @@ LRESULT CSStaticHTML::OnWndMessage(UINT message, WPARAM wParam, LPARAM lParam) {
       HDC dc = ::BeginPaint(hwnd, &ps);
       if (dc) {
         draw_.SetHotLink(hot_);
-        draw_.OnPaint(hwnd, dc, text_.c_str(), text_.size(), textColor_, &links_, tools_);
+        const COLORREF color = ::IsWindowEnabled(hwnd) ? textColor_ : ::GetSysColor(COLOR_GRAYTEXT);
+        draw_.OnPaint(hwnd, dc, text_.c_str(), text_.size(), color, &links_, tools_);
+        // A link that takes the keyboard shows where the keyboard is.
+        if (wholeLink_ && ::GetFocus() == hwnd) {
+          for (std::size_t i = 0; i < links_.GetCount(); ++i)
+            for (const MarkupRect& r : links_.GetAt(i).GetRects()) {
+              const RECT focus = {r.left, r.top, r.right, r.bottom};
+              ::DrawFocusRect(dc, &focus);
+            }
+        }
       }
       ::EndPaint(hwnd, &ps);
       return 0;
