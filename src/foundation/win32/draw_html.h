@@ -86,7 +86,7 @@ class DrawHTML {
   int GetHotLink() const { return hotLink_; }
 
   // Lays out text[0, length) in `rect` with the tools' fonts and the DC's text colour; in kDraw
-  // mode paints it (transparently, clipped to nothing), in kMeasure mode sets rect->bottom to
+  // mode paints it on a transparent background (clipped only by the DC), in kMeasure mode sets rect->bottom to
   // rect->top + the height used. `links` (may be null) receives the link areas. FALSE with
   // ERROR_INVALID_PARAMETER for a null DC or rectangle.
   BOOL Draw(DrawMode mode, HDC dc, RECT* rect, const wchar_t* text, std::size_t length, DrawHTMLLinks* links,
