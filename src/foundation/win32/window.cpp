@@ -47,7 +47,7 @@ BOOL CSWnd::RegisterWndClass(const wchar_t* className, HINSTANCE instance, UINT 
   return FALSE;
 }
 
-BOOL CSWnd::Create(const wchar_t* className, const wchar_t* title, DWORD style, DWORD exStyle, int x, int y,
+BOOL CSWnd::Create(const wchar_t* className, const wchar_t* title, ::DWORD style, ::DWORD exStyle, int x, int y,
                    int width, int height, HWND parent, HMENU menuOrId, HINSTANCE instance) {
   if (hwnd_) {
     ::SetLastError(ERROR_ALREADY_EXISTS);

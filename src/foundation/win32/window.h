@@ -8,6 +8,8 @@
 
 namespace tv {
 
+// Win32 types are spelled with their global names: inside namespace tv the portable DWORD (an
+// unsigned int) would shadow the system one (an unsigned long) and change the mangled names.
 class CSWnd {
  public:
   CSWnd() = default;
@@ -26,7 +28,7 @@ class CSWnd {
 
   // Creates the window; its messages, from the very first, reach OnWndMessage. FALSE with the
   // system's error code if the window could not be made or the object already holds one.
-  BOOL Create(const wchar_t* className, const wchar_t* title, DWORD style, DWORD exStyle, int x, int y, int width,
+  BOOL Create(const wchar_t* className, const wchar_t* title, ::DWORD style, ::DWORD exStyle, int x, int y, int width,
               int height, HWND parent, HMENU menuOrId, HINSTANCE instance);
 
   // Takes over an existing window (a dialog's control): its messages reach OnWndMessage first and
