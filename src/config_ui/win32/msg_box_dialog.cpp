@@ -9,6 +9,7 @@
 #include "entry/product_info.h"
 #include "foundation/app_message.h"
 #include "foundation/string_table.h"
+#include "foundation/win32/static_html.h"
 #include "platform/win32/windows_include.h"
 
 #include <shellapi.h>
@@ -20,6 +21,10 @@ constexpr UINT_PTR kTimerId = 1;
 constexpr UINT kDeviceArrival = 0x8000;  // DBT_DEVICEARRIVAL
 constexpr UINT kSetShield = 0x160C;      // BCM_SETSHIELD
 constexpr DWORD kAskPreviousMs = 1000;
+// Links of a mark-up message report commands from here on ("<A>" this, "<An>" this + n), clear
+// of the box's own control ids, which "<A1>" on 27004 would otherwise hit.
+constexpr int kLinkCommandBase = 27100;
+constexpr int kLinkCommandLast = 27199;
 
 HINSTANCE g_resourceModule = nullptr;
 
@@ -31,9 +36,10 @@ HINSTANCE ResourceModule() {
   return self;
 }
 
+// Every box is captioned with the product's short name, the edition never.
 const wchar_t* Caption() {
   ProductInfo* info = GetMyProductInfo();
-  return info ? info->GetName() : L"Tarnvale";
+  return info ? info->GetNickName() : L"Tarnvale";
 }
 
 HACCEL Accelerators() {
@@ -71,7 +77,10 @@ class DlgMsgEx : public CSDlg {
 
   void SetText(const std::wstring& text) {
     text_ = text;
-    ::SetDlgItemTextW(GetHwnd(), IDC_MSGEX_TEXT, text_.c_str());
+    if (flags_.markup && html_.GetHwnd())
+      html_.SetHTMLText(text_.c_str());
+    else
+      ::SetDlgItemTextW(GetHwnd(), IDC_MSGEX_TEXT, text_.c_str());
   }
 
  protected:
@@ -80,6 +89,11 @@ class DlgMsgEx : public CSDlg {
     GetMsgBoxState().currentBox = hwnd;
     ::SetWindowTextW(hwnd, Caption());
     ::SetDlgItemTextW(hwnd, IDC_MSGEX_TEXT, text_.c_str());
+    if (flags_.markup && html_.Attach(Item(IDC_MSGEX_TEXT))) {
+      html_.SetBkgColor(::GetSysColor(COLOR_WINDOW));
+      html_.SetLinkCmdID(kLinkCommandBase);
+      html_.SetHTMLText(text_.c_str());
+    }
     LayOut();
     if (dontShowAgain_) {
       ::CheckDlgButton(hwnd, IDC_MSGEX_DONTSHOW, *dontShowAgain_ ? BST_CHECKED : BST_UNCHECKED);
@@ -119,6 +133,10 @@ class DlgMsgEx : public CSDlg {
       }
       case IDC_MSGEX_TEXT: OnLink(); return TRUE;
       default: break;
+    }
+    if (id >= kLinkCommandBase && id <= kLinkCommandLast && flags_.markup) {
+      OnLink();
+      return TRUE;
     }
     const MsgCommand c = DecideMsgCommand(flags_, id);
     switch (c.kind) {
@@ -229,11 +247,15 @@ class DlgMsgEx : public CSDlg {
     HWND text = Item(IDC_MSGEX_TEXT);
     const RECT textRect = ChildRect(hwnd, text);
     RECT measure{0, 0, textRect.right - textRect.left, 0};
-    HDC dc = ::GetDC(text);
-    HGDIOBJ old = ::SelectObject(dc, reinterpret_cast<HFONT>(::SendMessageW(text, WM_GETFONT, 0, 0)));
-    ::DrawTextW(dc, text_.c_str(), -1, &measure, DT_CALCRECT | DT_WORDBREAK | DT_NOPREFIX | DT_EXPANDTABS);
-    ::SelectObject(dc, old);
-    ::ReleaseDC(text, dc);
+    if (flags_.markup && html_.GetHwnd()) {
+      html_.CalcHeight(nullptr, &measure);
+    } else {
+      HDC dc = ::GetDC(text);
+      HGDIOBJ old = ::SelectObject(dc, reinterpret_cast<HFONT>(::SendMessageW(text, WM_GETFONT, 0, 0)));
+      ::DrawTextW(dc, text_.c_str(), -1, &measure, DT_CALCRECT | DT_WORDBREAK | DT_NOPREFIX | DT_EXPANDTABS);
+      ::SelectObject(dc, old);
+      ::ReleaseDC(text, dc);
+    }
 
     RECT window{};
     ::GetWindowRect(hwnd, &window);
@@ -331,6 +353,7 @@ class DlgMsgEx : public CSDlg {
   std::uint16_t previousId_;
   HICON icon_ = nullptr;
   bool wasInactive_ = false;
+  CSStaticHTML html_;
 };
 
 struct PreviousSearch {

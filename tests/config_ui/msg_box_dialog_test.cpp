@@ -1,0 +1,176 @@
+// The extended message box as a real dialog (Wine on the Windows build), driven from its own
+// timer callback the way the warning drives it: buttons pressed by id or through the application
+// message answer their set's results, a veto keeps the box open, the check box writes back and
+// then answers for the box, and an open box with the same id is brought forward instead of a
+// second one.
+#include <gtest/gtest.h>
+
+#ifdef _WIN32
+#include <string>
+#include <vector>
+
+#include "entry/launcher_location.h"
+#include "config_ui/msg_box.h"
+#include "config_ui/msg_box_ids.h"
+#include "foundation/app_message.h"
+#include "platform/win32/windows_include.h"
+
+namespace tv {
+namespace {
+
+// What the test's timer callback does: at tick `at`, press `id` (or post it as the application
+// message when `byMessage`), after recording what the box showed.
+struct Script {
+  int at = 0;
+  int id = 0;
+  bool byMessage = false;
+  bool checkBox = false;
+  std::vector<std::wstring> captions;
+  std::vector<bool> visible;
+  std::wstring text;
+  std::wstring caption;
+  int ticks = 0;
+};
+
+std::wstring ItemText(HWND box, int id) {
+  wchar_t text[2048] = {};
+  ::SendMessageW(::GetDlgItem(box, id), WM_GETTEXT, std::size(text), reinterpret_cast<LPARAM>(text));
+  return text;
+}
+
+int Drive(void* box, int tick, void* context) {
+  auto* s = static_cast<Script*>(context);
+  HWND hwnd = static_cast<HWND>(box);
+  s->ticks = tick + 1;
+  if (tick == 0) {
+    s->text = ItemText(hwnd, IDC_MSGEX_TEXT);
+    wchar_t caption[64] = {};
+    ::GetWindowTextW(hwnd, caption, 64);
+    s->caption = caption;
+    for (int id : {IDC_MSGEX_BUTTON1, IDC_MSGEX_BUTTON2, IDC_MSGEX_BUTTON3}) {
+      s->captions.push_back(ItemText(hwnd, id));
+      s->visible.push_back(::IsWindowVisible(::GetDlgItem(hwnd, id)) != FALSE);
+    }
+    if (s->checkBox) ::CheckDlgButton(hwnd, IDC_MSGEX_DONTSHOW, BST_CHECKED);
+  }
+  if (tick == 40) return IDC_MSGEX_BUTTON3;  // a test gone wrong must still end
+  if (tick != s->at) return 0;
+  if (!s->byMessage) return s->id;
+  ::PostMessageW(hwnd, GetAppMessage(), kCmdPressControl, s->id);
+  return 0;
+}
+
+class MsgBoxDialog : public testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    module_ = ::LoadLibraryW((test::LauncherFolder() + L"TV64.DLL").c_str());
+    ASSERT_NE(module_, nullptr);
+    MsgSetResourceModule(module_);
+  }
+  void TearDown() override {
+    MsgExSetTimerCallback(0, nullptr, nullptr);
+    MsgExSetButtonCallback(nullptr, nullptr);
+    MsgExSetActivatePrevID(0);
+  }
+  int Run(std::uint32_t flags, Script& s, int* dontShow = nullptr, const wchar_t* text = L"Proceed?") {
+    MsgExSetTimerCallback(50, &Drive, &s);
+    return MsgEx(nullptr, flags, text, dontShow);
+  }
+  static HMODULE module_;
+};
+HMODULE MsgBoxDialog::module_ = nullptr;
+
+TEST_F(MsgBoxDialog, ButtonsAnswerTheirSetsResultsByIdOrByTheApplicationMessage) {
+  struct Case {
+    std::uint32_t flags;
+    int id;
+    bool byMessage;
+    int expected;
+  };
+  const Case cases[] = {
+      {0, IDC_MSGEX_BUTTON1, false, 1},          {3, IDC_MSGEX_BUTTON2, true, 7},
+      {3 | 0x4000000, IDC_MSGEX_BUTTON3, true, 2}, {4, IDCANCEL, true, 7},
+      {2, IDC_MSGEX_BUTTON2, false, 11},        {5, IDC_MSGEX_BUTTON1, true, 4},
+      {1, IDOK, true, 1},
+  };
+  for (const Case& c : cases) {
+    Script s;
+    s.at = 1;
+    s.id = c.id;
+    s.byMessage = c.byMessage;
+    EXPECT_EQ(Run(c.flags, s), c.expected) << "flags " << c.flags << " id " << c.id;
+    EXPECT_EQ(s.text, L"Proceed?");
+    EXPECT_EQ(s.caption, L"Tarnvale");
+  }
+  Script s;
+  s.at = 1;
+  s.id = IDC_MSGEX_BUTTON3;
+  EXPECT_EQ(Run(3 | 0x4000000, s), 2);
+  EXPECT_EQ(s.captions, (std::vector<std::wstring>{L"&Yes", L"&No", L"&Ignore"}));
+  EXPECT_EQ(s.visible, (std::vector<bool>{true, true, true}));
+  EXPECT_EQ(MsgExGetCurrentBox(), nullptr) << "the box is gone";
+
+  Script ok;
+  ok.at = 1;
+  ok.id = IDC_MSGEX_BUTTON1;
+  EXPECT_EQ(Run(1, ok), 1);
+  EXPECT_EQ(ok.visible, (std::vector<bool>{true, false, true}));
+  EXPECT_EQ(ok.captions[2], L"&Cancel");
+}
+
+int Veto(void*, int id, void* context) {
+  auto* asked = static_cast<std::vector<int>*>(context);
+  asked->push_back(id);
+  return asked->size() > 1;  // the first close is refused
+}
+
+TEST_F(MsgBoxDialog, ButtonCallbackCanKeepTheBoxOpenAndTimerTextChangesAreReadable) {
+  std::vector<int> asked;
+  MsgExSetButtonCallback(&Veto, &asked);
+  Script s;
+  s.at = 1;
+  s.id = IDC_MSGEX_BUTTON1;
+  // The first press is vetoed; the test's last-resort press at tick 40 then closes it.
+  EXPECT_EQ(Run(0, s), 2);
+  EXPECT_EQ(asked, (std::vector<int>{1, IDC_MSGEX_BUTTON3}));
+  EXPECT_GE(s.ticks, 41);
+}
+
+TEST_F(MsgBoxDialog, DontShowAgainIsWrittenBackAndThenAnswersForTheBox) {
+  int dontShow = 0;
+  Script s;
+  s.at = 1;
+  s.id = IDC_MSGEX_BUTTON2;
+  s.checkBox = true;
+  EXPECT_EQ(Run(4, s, &dontShow), 7);
+  EXPECT_EQ(dontShow, 1);
+
+  Script quiet;  // never presses: only the default button can end the box before tick 40
+  quiet.at = -1;
+  EXPECT_EQ(Run(3 | 0x100, quiet, &dontShow), 7) << "the second button is the default";
+  EXPECT_LT(quiet.ticks, 40);
+}
+
+int OpenSecond(void* box, int tick, void* context) {
+  auto* inner = static_cast<int*>(context);
+  if (tick == 0) {
+    *inner = MsgEx(nullptr, 0, L"second");  // must not open while this one shows the same id
+    return 0;
+  }
+  return tick >= 1 ? IDC_MSGEX_BUTTON1 : 0;
+}
+
+TEST_F(MsgBoxDialog, AnOpenBoxWithTheSameIdIsActivatedInsteadOfASecondOne) {
+  MsgExSetActivatePrevID(77);
+  int inner = -1;
+  MsgExSetTimerCallback(50, &OpenSecond, &inner);
+  EXPECT_EQ(MsgEx(nullptr, 0, L"first"), 1);
+  EXPECT_EQ(inner, 0) << "the open box answered for the second";
+}
+
+}  // namespace
+}  // namespace tv
+
+#else
+TEST(MsgBoxDialog, WindowsOnly) { GTEST_SKIP() << "the dialog exists on Windows only"; }
+#endif

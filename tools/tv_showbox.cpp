@@ -1,0 +1,106 @@
+// tv-showbox: shows one of the product's boxes for a few seconds so that a screenshot can be
+// taken of it (scripts/screenshots.sh). Windows only; loads the box's resources from TV64.DLL in
+// its own folder.
+//
+//   tv-showbox warning|fullscreen|markup|sample [seconds]
+#include <cwchar>
+#include <cwctype>
+#include <string>
+
+#include "agent/warning.h"
+#include "config_ui/msg_box.h"
+#include "foundation/app_message.h"
+#include "platform/win32/windows_include.h"
+#include "settings/my_opts.h"
+
+namespace {
+
+constexpr std::uint32_t kMarkup = 0x20000000;
+
+std::wstring OwnFolder() {
+  wchar_t path[MAX_PATH * 2] = {};
+  const DWORD n = ::GetModuleFileNameW(nullptr, path, MAX_PATH * 2);
+  std::wstring folder(path, n);
+  return folder.substr(0, folder.find_last_of(L"\\/") + 1);
+}
+
+// A stand-in for the session's monitor window: the warning stretches it over the screen.
+LRESULT CALLBACK BackdropProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
+  if (message == WM_ERASEBKGND) {
+    RECT r{};
+    ::GetClientRect(hwnd, &r);
+    HBRUSH brush = ::CreateSolidBrush(RGB(24, 38, 64));
+    ::FillRect(reinterpret_cast<HDC>(wParam), &r, brush);
+    ::DeleteObject(brush);
+    return 1;
+  }
+  return ::DefWindowProcW(hwnd, message, wParam, lParam);
+}
+
+unsigned g_closeAfterTicks = 8;
+
+int CloseLater(void*, int tick, void*) { return tick >= static_cast<int>(g_closeAfterTicks) ? 27011 : 0; }
+
+void CALLBACK CloseWarning(HWND, UINT, UINT_PTR id, DWORD) {
+  if (void* box = tv::GetOpenWarningBox()) {
+    ::KillTimer(nullptr, id);
+    ::PostMessageW(static_cast<HWND>(box), tv::GetAppMessage(), tv::kCmdPressControl, IDOK);
+  }
+}
+
+int ShowWarningBox(bool fullScreen, unsigned seconds) {
+  HWND backdrop = nullptr;
+  if (fullScreen) {
+    WNDCLASSW wc{};
+    wc.lpfnWndProc = &BackdropProc;
+    wc.hInstance = ::GetModuleHandleW(nullptr);
+    wc.lpszClassName = L"TARNVALE_MONITOR";
+    ::RegisterClassW(&wc);
+    backdrop = ::CreateWindowExW(WS_EX_TOOLWINDOW, wc.lpszClassName, L"", WS_POPUP, 0, 0, 1, 1, nullptr, nullptr,
+                                 wc.hInstance, nullptr);
+  }
+  tv::MyOpts opts;
+  opts.MessageTimeout = 5;
+  opts.FullScreen = fullScreen;
+  ::SetTimer(nullptr, 0, seconds * 1000, &CloseWarning);
+  const int result = tv::ShowWarning(nullptr, opts);
+  if (backdrop) ::DestroyWindow(backdrop);
+  return result;
+}
+
+}  // namespace
+
+int wmain(int argc, wchar_t** argv) {
+  const std::wstring kind = argc > 1 ? argv[1] : L"warning";
+  const unsigned seconds = argc > 2 ? static_cast<unsigned>(std::wcstoul(argv[2], nullptr, 10)) : 8;
+  HMODULE resources = ::LoadLibraryW((OwnFolder() + L"TV64.DLL").c_str());
+  if (!resources) {
+    std::fwprintf(stderr, L"tv-showbox: cannot load TV64.DLL beside the program\n");
+    return 2;
+  }
+  tv::MsgSetResourceModule(resources);
+  g_closeAfterTicks = seconds ? seconds : 1;
+  if (kind == L"warning" || kind == L"fullscreen") return ShowWarningBox(kind == L"fullscreen", seconds) ? 0 : 1;
+
+  tv::MsgExSetTimerCallback(1000, &CloseLater, nullptr);
+  if (kind == L"markup") {
+    int dontShow = 0;
+    return tv::MsgEx(nullptr, 3 | 0x20 | kMarkup,
+                     L"<B>Settings were changed by a group policy.</B><BR><BR>The settings below are now managed "
+                     L"by <A1>Default Domain Policy</A1>; your own values are kept and come back when the "
+                     L"policy is removed.<BR><BR>Apply the policy values now? <A2>Learn more</A2>",
+                     &dontShow) >= 0 ? 0 : 1;
+  }
+  if (kind == L"sample") {
+    return tv::MsgEx(nullptr, 0 | 0x40 | kMarkup,
+                     L"<H>Mark-up sample</H><BR><B>Bold</B>, <I>italic</I>, <U>underlined</U>, <D>struck</D>, "
+                     L"<BIG>big</BIG> and <SMALL>small</SMALL> text.<BR>"
+                     L"Colours: <RED>red</RED>, <GREEN>green</GREEN>, <BLUE>blue</BLUE>, <GREY>grey</GREY>, "
+                     L"<LTRED>light red</LTRED>, <DKGREEN>dark green</DKGREEN>.<BR><BRHALF>"
+                     L"Links: <A>first</A>, <A1>second</A1> and <A2><B>a bold one</B></A2>.<BR>"
+                     L"<CENTER>Centred line</CENTER><NOBR>A line that must not break, however narrow the box "
+                     L"is.</NOBR>") >= 0 ? 0 : 1;
+  }
+  std::fwprintf(stderr, L"usage: tv-showbox warning|fullscreen|markup|sample [seconds]\n");
+  return 2;
+}
