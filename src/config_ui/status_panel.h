@@ -46,7 +46,8 @@ class StatusPanel {
   // `created` is the tick count the idle time counts from until the first activity report.
   explicit StatusPanel(Tick created);
 
-  // A save took: the log-off notice is shown for the next `refreshes` refreshes.
+  // A save took: the log-off notice is shown at the next `refreshes` refreshes that find the
+  // service running and enabled (a refresh that shows a warning instead does not use one up).
   void NoteSaved(int refreshes);
   int NoticeRefreshesLeft() const { return noticeLeft_; }
 

