@@ -1,6 +1,6 @@
 # Thin front over the CMake presets. Both main targets work on a fresh Debian 12 machine as root:
 # scripts/install-deps.sh installs whatever is missing first.
-.PHONY: run test build deps native windows package asan tsan fuzz bench clean
+.PHONY: run test build deps native windows package asan tsan fuzz bench clean screenshots
 
 JOBS ?= $(shell nproc)
 
@@ -36,6 +36,10 @@ fuzz:
 
 bench: deps native
 	@scripts/run-bench.sh
+
+# Pictures of the boxes a user sees, for the README (never part of make test).
+screenshots: deps windows
+	@scripts/screenshots.sh build/windows
 
 clean:
 	rm -rf build

@@ -98,8 +98,7 @@ int wmain(int argc, wchar_t** argv) {
                      L"Colours: <RED>red</RED>, <GREEN>green</GREEN>, <BLUE>blue</BLUE>, <GREY>grey</GREY>, "
                      L"<LTRED>light red</LTRED>, <DKGREEN>dark green</DKGREEN>.<BR><BRHALF>"
                      L"Links: <A>first</A>, <A1>second</A1> and <A2><B>a bold one</B></A2>.<BR>"
-                     L"<CENTER>Centred line</CENTER><NOBR>A line that must not break, however narrow the box "
-                     L"is.</NOBR>") >= 0 ? 0 : 1;
+                     L"<CENTER>A centred line</CENTER><BR><NOBR>Kept whole: <B>5:00</B> minute(s)</NOBR>") >= 0 ? 0 : 1;
   }
   std::fwprintf(stderr, L"usage: tv-showbox warning|fullscreen|markup|sample [seconds]\n");
   return 2;
