@@ -13,6 +13,7 @@
 #include "config_ui/msg_box.h"
 #include "config_ui/msg_box_ids.h"
 #include "foundation/app_message.h"
+#include "foundation/string_table.h"
 #include "platform/win32/windows_include.h"
 
 namespace tv {
@@ -29,6 +30,7 @@ struct Script {
   std::vector<bool> visible;
   std::wstring text;
   std::wstring caption;
+  int iconWidth = 0;
   int ticks = 0;
 };
 
@@ -47,6 +49,15 @@ int Drive(void* box, int tick, void* context) {
     wchar_t caption[64] = {};
     ::GetWindowTextW(hwnd, caption, 64);
     s->caption = caption;
+    HICON icon = reinterpret_cast<HICON>(::SendDlgItemMessageW(hwnd, IDC_MSGEX_ICON, STM_GETICON, 0, 0));
+    ICONINFO info{};
+    if (icon && ::GetIconInfo(icon, &info)) {
+      BITMAP bm{};
+      ::GetObjectW(info.hbmColor ? info.hbmColor : info.hbmMask, sizeof(bm), &bm);
+      s->iconWidth = bm.bmWidth;
+      if (info.hbmColor) ::DeleteObject(info.hbmColor);
+      if (info.hbmMask) ::DeleteObject(info.hbmMask);
+    }
     for (int id : {IDC_MSGEX_BUTTON1, IDC_MSGEX_BUTTON2, IDC_MSGEX_BUTTON3}) {
       s->captions.push_back(ItemText(hwnd, id));
       s->visible.push_back(::IsWindowVisible(::GetDlgItem(hwnd, id)) != FALSE);
@@ -109,6 +120,7 @@ TEST_F(MsgBoxDialog, ButtonsAnswerTheirSetsResultsByIdOrByTheApplicationMessage)
   EXPECT_EQ(s.captions, (std::vector<std::wstring>{L"&Yes", L"&No", L"&Ignore"}));
   EXPECT_EQ(s.visible, (std::vector<bool>{true, true, true}));
   EXPECT_EQ(MsgExGetCurrentBox(), nullptr) << "the box is gone";
+  EXPECT_EQ(s.iconWidth, 48) << "the product's icon at the size for a 96-dpi screen";
 
   Script ok;
   ok.at = 1;
@@ -116,6 +128,22 @@ TEST_F(MsgBoxDialog, ButtonsAnswerTheirSetsResultsByIdOrByTheApplicationMessage)
   EXPECT_EQ(Run(1, ok), 1);
   EXPECT_EQ(ok.visible, (std::vector<bool>{true, false, true}));
   EXPECT_EQ(ok.captions[2], L"&Cancel");
+}
+
+TEST_F(MsgBoxDialog, StringNumbersComeFromTheResourceModuleWithTheWarningTexts) {
+  // TV64.DLL's string table carries the warning's texts exactly as the built-in table does.
+  for (int id : {IDS_WARNING_TEXT, IDS_WARNING_TEXT_LOCKED}) {
+    const wchar_t* text = nullptr;
+    const int n = ::LoadStringW(module_, id, reinterpret_cast<LPWSTR>(&text), 0);
+    ASSERT_GT(n, 0) << id;
+    EXPECT_EQ(std::wstring(text, n), ResolveMsgText(MsgId(-id)));
+    EXPECT_EQ(std::wstring(text, n), LoadStr(id));
+  }
+  Script s;
+  s.at = 1;
+  s.id = IDOK;
+  EXPECT_EQ(Run(0, s, nullptr, MsgId(-IDS_WARNING_TEXT)), 1);
+  EXPECT_EQ(s.text, LoadStr(IDS_WARNING_TEXT)) << "a negative number shows that string";
 }
 
 int Veto(void*, int id, void* context) {
