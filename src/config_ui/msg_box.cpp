@@ -76,40 +76,37 @@ int MsgFmt(void* owner, std::uint32_t type, const wchar_t* format, ...) {
   return result;
 }
 
-int MsgLastError(void* owner, std::uint32_t type, const wchar_t* format, ...) {
-  const ErrorCode error = GetLastErrorCode();
-  if (!error && !format) return kResultOk;
-  if (type == 0xFFFFFFFFu) type = kPlainWarningOk;
-  std::wstring text;
-  if (format) {
-    std::va_list args;
-    va_start(args, format);
-    text = FormatV(format, args, kPlainChars);
-    va_end(args);
-  }
-  if (error) {
-    if (!text.empty()) text += L"\n\n";
-    text += GetLastErrorText(error);
-  }
-  return ShowPlain(owner, type, Cut(text, kPlainChars));
-}
-
-int MsgHRESULT(void* owner, std::int32_t hresult, std::uint32_t type, const wchar_t* format, ...) {
-  const bool failed = hresult < 0;
+namespace {
+// The text of `format` (if any) followed by the system's words for `code` when `failed`.
+int ShowWithErrorV(void* owner, std::uint32_t type, bool failed, DWORD code, const wchar_t* format,
+                   std::va_list args) {
   if (!failed && !format) return kResultOk;
   if (type == 0xFFFFFFFFu) type = kPlainWarningOk;
   std::wstring text;
-  if (format) {
-    std::va_list args;
-    va_start(args, format);
-    text = FormatV(format, args, kPlainChars);
-    va_end(args);
-  }
+  if (format) text = FormatV(format, args, kPlainChars);
   if (failed) {
     if (!text.empty()) text += L"\n\n";
-    text += GetLastErrorText(static_cast<DWORD>(hresult));
+    text += GetLastErrorText(code);
   }
   return ShowPlain(owner, type, Cut(text, kPlainChars));
+}
+}  // namespace
+
+int MsgLastError(void* owner, std::uint32_t type, const wchar_t* format, ...) {
+  const ErrorCode error = GetLastErrorCode();
+  std::va_list args;
+  va_start(args, format);
+  const int result = ShowWithErrorV(owner, type, error != 0, static_cast<DWORD>(error), format, args);
+  va_end(args);
+  return result;
+}
+
+int MsgHRESULT(void* owner, std::int32_t hresult, std::uint32_t type, const wchar_t* format, ...) {
+  std::va_list args;
+  va_start(args, format);
+  const int result = ShowWithErrorV(owner, type, hresult < 0, static_cast<DWORD>(hresult), format, args);
+  va_end(args);
+  return result;
 }
 
 int MsgEx(void* owner, std::uint32_t flags, const wchar_t* text, int* dontShowAgain) {
