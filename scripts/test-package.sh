@@ -25,6 +25,8 @@ cleanup() {
   rm -rf "$work"
 }
 trap cleanup EXIT
+# Any command that stops the script says where, so a failure is never silent.
+trap 'echo "test-package: line $LINENO failed with exit code $?" >&2' ERR
 
 failures=0
 pass() { printf '  ok    %s\n' "$*"; }
@@ -63,11 +65,20 @@ check "launch condition refuses 32-bit Windows" bash -c "msiinfo export '$new_ms
 
 # ---- Wine prefix
 stage "fresh Wine prefix"
-wineboot -i >/dev/null 2>&1
-wineserver -w  # without this the first msiexec on a new prefix rolls back at StartServices
-wine reg add 'HKCU\Software\Wine\WineDbg' /v ShowCrashDialog /t REG_DWORD /d 0 /f >/dev/null 2>&1
+# Without the wait the first msiexec on a new prefix rolls back at StartServices. A prefix that
+# could not be made (seen once on a loaded machine) is made again before the test gives up.
+boot_prefix() { wineboot -i >/dev/null 2>&1 && wineserver -w; }
+if ! boot_prefix; then
+  echo "  wineboot -i failed; making the prefix again"
+  wineserver -k >/dev/null 2>&1 || true
+  wineserver -w >/dev/null 2>&1 || true
+  rm -rf "$WINEPREFIX"
+  boot_prefix || { echo "test-package: no Wine prefix could be made in $WINEPREFIX" >&2; exit 1; }
+fi
+wine reg add 'HKCU\Software\Wine\WineDbg' /v ShowCrashDialog /t REG_DWORD /d 0 /f >/dev/null 2>&1 || true
 install_dir=$WINEPREFIX/drive_c/Program\ Files/Tarnvale
-program_files=$(wine_quiet cmd /c echo %ProgramW6432% | tail -1)
+program_files=$(wine_quiet cmd /c echo %ProgramW6432% | tail -1 || true)
+[ -n "$program_files" ] || program_files="C:\\Program Files"
 
 msi() {  # msi /i|/x FILE LOG: msiexec quietly, timed, exit code checked
   local start=$(date +%s%N) rc=0
