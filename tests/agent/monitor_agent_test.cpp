@@ -277,8 +277,15 @@ TEST_F(MonitorAgent, MissingOrDamagedHookLibraryIsReportedAndNoWindowStays) {
     Launched agent(folder.path(), Switch());
     ASSERT_TRUE(agent.Started());
     HWND box = nullptr;
-    ASSERT_TRUE(Eventually([&] { return (box = FindMessageBox(agent.Pid())) != nullptr; }, kStartLimitMs));
-    const std::wstring text = MessageBoxText(box);
+    std::wstring text;
+    // The box's window exists a moment before its text is set: wait for what a person would read.
+    ASSERT_TRUE(Eventually(
+        [&] {
+          box = FindMessageBox(agent.Pid());
+          if (box) text = MessageBoxText(box);
+          return !text.empty();
+        },
+        kStartLimitMs));
     EXPECT_EQ(text.rfind(c.expected, 0), 0u) << testing::PrintToString(text);
     EXPECT_NE(text.find(folder.path() + L"TVH64.DLL"), std::wstring::npos) << testing::PrintToString(text);
     if (c.hookSource) {
