@@ -1,7 +1,8 @@
 // The warning as a person meets it: TV64.EXE started with "/msg" shows a box that counts down
 // from the configured time, in every placeholder of a custom text, and closes when the monitor
 // window's activity press (application message 6, control 1) reaches it. A "/msg" without a
-// session number shows nothing. In-process, the full-screen backdrop is taken and given back.
+// session number shows nothing; a "/msg" while the session's agent runs hands the request over,
+// and the box that appears is the agent's. In-process, the full-screen backdrop is taken and given back.
 #include <gtest/gtest.h>
 
 #ifdef _WIN32
@@ -12,6 +13,7 @@
 #include "config_ui/msg_box_ids.h"
 #include "entry/launcher_location.h"
 #include "foundation/app_message.h"
+#include "foundation/event.h"
 #include "platform/win32/windows_include.h"
 #include "settings/my_opts.h"
 
@@ -196,6 +198,44 @@ TEST(WarningE2E, FullScreenBackdropIsTakenForTheBoxAndGivenBack) {
   EXPECT_EQ(GetOpenWarningBox(), nullptr);
   ::DestroyWindow(g_backdrop);
   g_backdrop = nullptr;
+}
+
+TEST(WarningE2E, MessageModeLetsARunningAgentShowTheWarning) {
+  const ::DWORD session = 8000 + ::GetCurrentProcessId() % 1000;
+  const std::wstring n = std::to_wstring(session);
+  Event idle, cancel, quit;
+  ASSERT_TRUE(idle.CreateNewForUser((L"TarnvaleEventIdle-" + n).c_str(), kTrue, L"IU", kEventModifyState, kFalse,
+                                    kFalse));
+  ASSERT_TRUE(cancel.CreateNewForUser((L"TarnvaleEventCancel-" + n).c_str(), kTrue, L"IU", kEventModifyState, kFalse,
+                                      kFalse));
+  ASSERT_TRUE(quit.CreateNewForUser(L"TarnvaleEventQuit", kTrue, L"IU", kSynchronize, kTrue, kFalse));
+  SetSettings(5, nullptr);
+  HKEY key = nullptr;
+  ASSERT_EQ(::RegCreateKeyExW(HKEY_LOCAL_MACHINE, kProductKey, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr),
+            ERROR_SUCCESS);
+  const ::DWORD one = 1;
+  ::RegSetValueExW(key, L"Enable", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&one), sizeof(one));
+  // A box mapped under the pointer would see a real mouse move and close at once.
+  ::SetCursorPos(0, 0);
+
+  Launched agent(L"/monitor:" + n);
+  ASSERT_TRUE(agent.Started());
+  HWND monitor = nullptr;
+  const ULONGLONG end = ::GetTickCount64() + kLimitMs;
+  while (!(monitor = ::FindWindowW(L"TARNVALE_MONITOR", nullptr)) && ::GetTickCount64() < end) ::Sleep(50);
+  ASSERT_NE(monitor, nullptr);
+
+  Launched message(L"/msg:" + n);
+  ASSERT_TRUE(message.Started());
+  EXPECT_EQ(message.Wait(kLimitMs), 0) << "the warning process hands over and ends";
+  HWND box = WaitForBox(agent.Id());
+  EXPECT_NE(box, nullptr) << "the agent shows the box";
+  if (box) ::PostMessageW(box, GetAppMessage(), kCmdPressControl, IDOK);
+
+  ::PostMessageW(monitor, GetAppMessage(), kCmdEndAgent, 0);
+  EXPECT_NE(agent.Wait(kLimitMs), -1);
+  ::RegDeleteValueW(key, L"Enable");
+  ::RegCloseKey(key);
 }
 
 }  // namespace
