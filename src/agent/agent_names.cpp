@@ -1,7 +1,4 @@
-// Event names and the activity-report registration, shared by the agent's Win32 body and the
-// portable build.
-#include <atomic>
-
+// Event names, shared by the agent's Win32 body and the portable build.
 #include "agent/monitor.h"
 
 namespace tv {
@@ -10,8 +7,6 @@ namespace {
 // The service creates the events under the product's stem; an agent of another stem would wait
 // on events nobody sets.
 constexpr const wchar_t* kStem = L"Tarnvale";
-
-std::atomic<void*> g_reportWindow{nullptr};
 
 }  // namespace
 
@@ -24,9 +19,5 @@ std::wstring AgentCancelEventName(DWORD session) {
 }
 
 std::wstring AgentQuitEventName() { return std::wstring(kStem) + L"EventQuit"; }
-
-void SetActivityReportWindow(void* window) { g_reportWindow.store(window, std::memory_order_release); }
-
-void* GetActivityReportWindow() { return g_reportWindow.load(std::memory_order_acquire); }
 
 }  // namespace tv

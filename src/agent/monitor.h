@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "foundation/app_message.h"
 #include "platform/types.h"
 
 namespace tv {
@@ -23,12 +24,5 @@ std::wstring AgentQuitEventName();
 // missing or damaged (after telling the user) or the window cannot be made. Windows only: the
 // portable build answers 1 with err::kCallNotImplemented.
 int RunMonitor(DWORD session);
-
-// Registers the window (a window handle, or null to stop) that is sent an activity report
-// ("BrellickMessage" 303 with the kind) on every signal of an agent in this process: the
-// configuration utility's main window. Any thread.
-void SetActivityReportWindow(void* window);
-// The window registered, or null.
-void* GetActivityReportWindow();
 
 }  // namespace tv

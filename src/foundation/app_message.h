@@ -31,4 +31,11 @@ enum ActivityKind : int {
 // Windows only: the portable build has no window messages.
 unsigned GetAppMessage();
 
+// Registers the window (a window handle, or null to stop) that is sent an activity report
+// (kCmdActivityReport with the kind) on every signal of an agent in this process: the
+// configuration utility's main window. Any thread.
+void SetActivityReportWindow(void* window);
+// The window registered, or null.
+void* GetActivityReportWindow();
+
 }  // namespace tv

@@ -2,8 +2,13 @@
 // from the product's static libraries.
 #include "platform/win32/windows_include.h"
 
+#include "config_ui/win32/config_main.h"
 #include "entry/dispatch.h"
 
 extern "C" __declspec(dllexport) int DoWinMain(HINSTANCE instance, const wchar_t* commandLine, int showCommand) {
   return tv::DoWinMain(instance, commandLine, showCommand);
+}
+
+extern "C" __declspec(dllexport) int DoWinMainCFG(HINSTANCE instance, const wchar_t* commandLine, int showCommand) {
+  return tv::DoWinMainCFG(instance, commandLine, showCommand);
 }

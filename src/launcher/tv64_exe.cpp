@@ -1,6 +1,11 @@
-// The launcher TV64.EXE: finds TV64.DLL in its own folder and hands it the whole command line.
-// It holds no logic of its own, so one library serves the service, the agents and the installer.
+// The launchers TV64.EXE and Tarnvale64.EXE: each finds TV64.DLL in its own folder and hands it
+// the whole command line. They hold no logic of their own, so one library serves the service, the
+// agents, the installer and the configuration utility; the build names the entry each calls.
 #include "platform/win32/windows_include.h"
+
+#ifndef TV_LIBRARY_ENTRY
+#define TV_LIBRARY_ENTRY "DoWinMain"
+#endif
 
 #include <string>
 #include <vector>
@@ -33,7 +38,7 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, LPWSTR, int showCommand) {
   const std::wstring library = OwnFolder() + L"TV64.DLL";
   HMODULE module = ::LoadLibraryW(library.c_str());
   if (!module) return static_cast<int>(::GetLastError());
-  auto entry = reinterpret_cast<DoWinMainFn>(reinterpret_cast<void*>(::GetProcAddress(module, "DoWinMain")));
+  auto entry = reinterpret_cast<DoWinMainFn>(reinterpret_cast<void*>(::GetProcAddress(module, TV_LIBRARY_ENTRY)));
   if (!entry) {
     const int error = static_cast<int>(::GetLastError());
     ::FreeLibrary(module);
