@@ -80,3 +80,8 @@
 #define IDS_MAY_CLOSE 24
 #define IDS_RESTORE_DEFAULTS 103
 #define IDS_APPLY_CHANGES 104
+#define IDS_NO_GPO_EDITOR 105
+
+/* The target menu under "Manage...". */
+#define IDM_TARGET_THIS_COMPUTER 40001
+#define IDM_TARGET_GPO 40002

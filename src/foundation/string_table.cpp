@@ -72,6 +72,8 @@ constexpr Entry kStrings[] = {
          L"monitored in the background."},
     {103, L"Do you want to restore the default settings?"},
     {104, L"Do you want to apply the changes?"},
+    {105, L"Group Policy Objects cannot be edited here: this computer has no Group Policy Object Editor.\n\n"
+          L"Tarnvale keeps editing the settings of this computer."},
     // ---- (further groups are added above this line, each under its own heading)
 };
 
