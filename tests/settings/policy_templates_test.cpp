@@ -1,6 +1,5 @@
-// The administrative templates against the settings record they describe: the same value names,
-// types and defaults, the ranges the record itself enforces, and templates that the Group Policy
-// editor can resolve (namespaces, categories, supported-on, strings and presentations).
+// The administrative templates against the settings record they describe, and templates the
+// Group Policy editor can resolve.
 #include <gtest/gtest.h>
 
 #include <map>
