@@ -59,6 +59,10 @@ void MsgSetPauseResumeCallback(MsgPauseResumeCallback callback);
 // answering 0, instead of opening a second one.
 void MsgExSetActivatePrevID(std::uint16_t id);
 
+// The window of this or another process that answers the activate-previous question for `id`
+// (an open box, or the configuration utility's main dialog), or null.
+void* MsgExFindPrevious(std::uint16_t id);
+
 // Replaces the message of the open box `box` (used by timer callbacks). FALSE without such a box.
 BOOL MsgExSetText(void* box, const wchar_t* text);
 

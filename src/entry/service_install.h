@@ -105,11 +105,6 @@ class ServiceInstaller {
   SleepFunction sleep_;
 };
 
-// ERROR_SERVICE_REQUEST_TIMEOUT: the service did not stop within the wait.
-namespace err {
-inline constexpr ErrorCode kServiceRequestTimeout = 1053;
-}  // namespace err
-
 // The same operations on this computer's service manager and event log, with the real folder of
 // the library and a real sleep.
 BOOL InstallAndStartService(BOOL silent);

@@ -2,7 +2,7 @@
 // from the product's static libraries.
 #include "platform/win32/windows_include.h"
 
-#include "config_ui/win32/config_main.h"
+#include "entry/config_entry.h"
 #include "entry/dispatch.h"
 
 extern "C" __declspec(dllexport) int DoWinMain(HINSTANCE instance, const wchar_t* commandLine, int showCommand) {

@@ -59,6 +59,7 @@ inline constexpr DWORD kAcceptStop = 0x01;
 
 namespace err {
 inline constexpr ErrorCode kInvalidServiceControl = 1052;  // ERROR_INVALID_SERVICE_CONTROL
+inline constexpr ErrorCode kServiceRequestTimeout = 1053;  // ERROR_SERVICE_REQUEST_TIMEOUT: no answer in time
 inline constexpr ErrorCode kServiceDisabled = 1058;        // ERROR_SERVICE_DISABLED
 inline constexpr ErrorCode kServiceCannotAcceptCtrl = 1061;  // ERROR_SERVICE_CANNOT_ACCEPT_CTRL
 }  // namespace err

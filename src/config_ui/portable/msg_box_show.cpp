@@ -47,6 +47,9 @@ void OpenLinkAddress(const std::wstring&) {}
 
 BOOL SetBoxText(void*, const std::wstring&) { return Fail(err::kInvalidHandle); }
 
+// No windows, so no other instance can answer.
+void* MsgExFindPrevious(std::uint16_t) { return nullptr; }
+
 }  // namespace tv
 
 #endif  // !_WIN32

@@ -409,15 +409,17 @@ int ShowPlainMsgBox(void* owner, std::uint32_t type, const std::wstring& text) {
   return ::MessageBoxW(hwnd, text.c_str(), Caption(), type);
 }
 
+void* MsgExFindPrevious(std::uint16_t id) {
+  PreviousSearch search{id, nullptr};
+  if (id != 0) ::EnumWindows(&AskPrevious, reinterpret_cast<LPARAM>(&search));
+  return search.found;
+}
+
 int ShowMsgExBox(void* owner, std::uint32_t flags, const std::wstring& text, int* dontShowAgain) {
   MsgBoxState& s = GetMsgBoxState();
-  if (s.activatePrevId) {
-    PreviousSearch search{s.activatePrevId, nullptr};
-    ::EnumWindows(&AskPrevious, reinterpret_cast<LPARAM>(&search));
-    if (search.found) {
-      ::SetForegroundWindow(search.found);
-      return 0;
-    }
+  if (HWND found = static_cast<HWND>(MsgExFindPrevious(s.activatePrevId))) {
+    ::SetForegroundWindow(found);
+    return 0;
   }
   if (HWND previous = static_cast<HWND>(s.currentBox); previous && ::IsWindow(previous)) {
     // Boxes never stack: the open one comes forward and this one waits for it.
