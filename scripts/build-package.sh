@@ -24,9 +24,8 @@ done
 out=${out:-$build/package}
 fail() { echo "build-package: $*" >&2; exit 1; }
 
-# The configuration utility's file name; it is packaged (with its Start-menu shortcut) once the
-# Windows build puts it into bin/.
-config_exe=TVCFG64.EXE
+# The configuration utility an administrator starts; packaged with its Start-menu shortcut.
+config_exe=Tarnvale64.EXE
 
 bin=$build/bin
 for f in TV64.EXE TV64.DLL; do
