@@ -47,12 +47,41 @@ int CSDlg::RunModeless(HACCEL accelerators, int fallback) {
   return haveResult_ ? result_ : fallback;
 }
 
+int CSDlg::DoModal(HINSTANCE resources, int templateId, HWND owner) {
+  if (owner && !::IsWindow(owner)) owner = nullptr;
+  if (!Create(resources, templateId, owner)) return -1;
+  // Only an owner that was enabled is enabled again: a caller that is itself disabled (a dialog
+  // over a dialog that is being torn down) stays as it was.
+  if (owner && ::IsWindowEnabled(owner)) {
+    ::EnableWindow(owner, FALSE);
+    modalOwner_ = owner;
+  }
+  if (HWND hwnd = GetHwnd()) {
+    if (!::IsWindowVisible(hwnd)) ::ShowWindow(hwnd, SW_SHOW);
+    ::SetForegroundWindow(hwnd);
+  }
+  const int result = RunModeless(nullptr, IDCANCEL);
+  ReleaseOwner();
+  if (owner && ::IsWindow(owner)) {
+    ::SetActiveWindow(owner);
+    ::SetForegroundWindow(owner);
+  }
+  return result;
+}
+
+void CSDlg::ReleaseOwner() {
+  if (!modalOwner_) return;
+  if (::IsWindow(modalOwner_)) ::EnableWindow(modalOwner_, TRUE);
+  modalOwner_ = nullptr;
+}
+
 void CSDlg::End(int result) {
   if (!haveResult_) {
     haveResult_ = true;
     result_ = result;
   }
   ended_ = true;
+  ReleaseOwner();
   if (HWND hwnd = GetHwnd()) ::DestroyWindow(hwnd);
 }
 

@@ -24,6 +24,12 @@ class CSDlg : public CSWnd {
   // is put back for the caller's own loop.
   int RunModeless(HACCEL accelerators, int fallback);
 
+  // Runs the dialog modally over `owner` (may be null): the owner is disabled while the dialog
+  // is open, then enabled and activated again. Answers the result given to End, 2 when the
+  // window went without one, or -1 with the system's error code when the dialog could not be
+  // made (the owner is then left as it was).
+  int DoModal(HINSTANCE resources, int templateId, HWND owner);
+
   // Ends the loop with `result` and destroys the window.
   void End(int result);
 
@@ -53,7 +59,11 @@ class CSDlg : public CSWnd {
   static INT_PTR CALLBACK StaticDlgProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam);
   INT_PTR DlgProc(UINT message, WPARAM wParam, LPARAM lParam);
   void OnFinalMessage() override;
+  // Gives a modal dialog's owner its input back; called before the dialog goes, so that the
+  // system hands the activation to the owner rather than to another program's window.
+  void ReleaseOwner();
 
+  HWND modalOwner_ = nullptr;  // disabled by DoModal, until ReleaseOwner
   bool ended_ = false;
   bool haveResult_ = false;
   int result_ = 0;
