@@ -1,0 +1,374 @@
+// The main dialog's small dialogs as real windows from TV64.DLL's templates (Wine on the Windows
+// build), driven from a thread timer the way a person would press their buttons: the schedule
+// editor, the message editor, the data-loss warning, and the account chooser that stands in for
+// the system's object picker, which Wine does not really have.
+#include <gtest/gtest.h>
+
+#ifdef _WIN32
+#include <algorithm>
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "config_ui/account_chooser_ids.h"
+#include "config_ui/main_dialog_ids.h"
+#include "config_ui/win32/account_picker.h"
+#include "config_ui/win32/dlg_custom_msg.h"
+#include "config_ui/win32/dlg_schedule.h"
+#include "config_ui/win32/dlg_warning_data_loss.h"
+#include "entry/launcher_location.h"
+
+#include <objsel.h>
+
+namespace tv {
+namespace {
+
+// Called every 50 ms with the dialog open on this thread and the tick; answers true when done.
+// A dialog still open after 10 s is cancelled, so that a broken test fails instead of hanging.
+using Script = std::function<bool(HWND dialog, int tick)>;
+
+struct Driver {
+  Script script;
+  int tick = 0;
+  bool done = false;
+};
+thread_local Driver* g_driver = nullptr;
+
+BOOL CALLBACK FindDialog(HWND hwnd, LPARAM found) {
+  wchar_t name[16] = {};
+  ::GetClassNameW(hwnd, name, 16);
+  if (std::wstring(name) != L"#32770" || !::IsWindowVisible(hwnd)) return TRUE;
+  *reinterpret_cast<HWND*>(found) = hwnd;
+  return FALSE;
+}
+
+void CALLBACK OnTimer(HWND, UINT, UINT_PTR, ::DWORD) {
+  HWND dialog = nullptr;
+  ::EnumThreadWindows(::GetCurrentThreadId(), &FindDialog, reinterpret_cast<LPARAM>(&dialog));
+  if (!dialog || !g_driver) return;
+  if (++g_driver->tick > 200) {
+    ::PostMessageW(dialog, WM_COMMAND, IDCANCEL, 0);
+  } else if (!g_driver->done) {
+    g_driver->done = g_driver->script(dialog, g_driver->tick);
+  }
+}
+
+template <typename Run>
+auto Drive(Run run, Script script) {
+  Driver driver{std::move(script)};
+  g_driver = &driver;
+  const UINT_PTR timer = ::SetTimer(nullptr, 0, 50, &OnTimer);
+  const auto result = run();
+  ::KillTimer(nullptr, timer);
+  g_driver = nullptr;
+  EXPECT_TRUE(driver.done) << "the script did not finish";
+  return result;
+}
+
+void Click(HWND dialog, int id) { ::SendMessageW(::GetDlgItem(dialog, id), BM_CLICK, 0, 0); }
+bool Enabled(HWND dialog, int id) { return ::IsWindowEnabled(::GetDlgItem(dialog, id)) != FALSE; }
+
+std::wstring Text(HWND window) {
+  std::wstring text(static_cast<std::size_t>(::GetWindowTextLengthW(window)) + 1, L'\0');
+  text.resize(static_cast<std::size_t>(::GetWindowTextW(window, text.data(), static_cast<int>(text.size()))));
+  return text;
+}
+
+class ConfigDialogs : public testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    module_ = ::LoadLibraryW((test::LauncherFolder() + L"TV64.DLL").c_str());
+    ASSERT_NE(module_, nullptr);
+  }
+  void SetUp() override {
+    ASSERT_NE(module_, nullptr);
+    HINSTANCE instance = ::GetModuleHandleW(nullptr);
+    ASSERT_TRUE(CSWnd::RegisterWndClass(L"TvDialogsOwner", instance));
+    ASSERT_TRUE(owner_.Create(L"TvDialogsOwner", L"owner", WS_OVERLAPPEDWINDOW, 0, 0, 0, 200, 100, nullptr, nullptr,
+                              instance));
+  }
+  // Drags over the grid from the start of `firstHour` to the end of `lastHour` on day `row`.
+  static void Drag(HWND dialog, int row, int firstHour, int lastHour) {
+    HWND grid = ::GetDlgItem(dialog, IDC_SCHEDULE_GRID);
+    auto* ctrl = static_cast<ScheduleCtrl*>(CSWnd::FromHandle(grid));
+    ASSERT_TRUE(ctrl && ctrl->IsKindOf(L"ScheduleCtrl"));
+    const PixelRect from = ctrl->Model().HourRect(row, firstHour);
+    const PixelRect to = ctrl->Model().HourRect(row, lastHour);
+    ::SendMessageW(grid, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(from.left + 1, from.top + 1));
+    ::SendMessageW(grid, WM_MOUSEMOVE, MK_LBUTTON, MAKELPARAM(to.right - 1, to.bottom - 1));
+    ::SendMessageW(grid, WM_LBUTTONUP, 0, MAKELPARAM(to.right - 1, to.bottom - 1));
+  }
+
+  static HMODULE module_;
+  CSWnd owner_;
+};
+HMODULE ConfigDialogs::module_ = nullptr;
+
+TEST_F(ConfigDialogs, ScheduleEditorGivesBackWhatItWasOpenedOnAndItsButtonsTouchOnlyTheSelection) {
+  const std::wstring week = L"Mon 8:00-17:30, Wed 0:00-24:00, ";
+  bool ownerEnabled = true;
+  DlgSchedule same(week);
+  EXPECT_EQ(Drive([&] { return same.Run(module_, owner_.GetHwnd()); },
+                  [&](HWND d, int) {
+                    ownerEnabled = ::IsWindowEnabled(owner_.GetHwnd()) != FALSE;
+                    // Without a selection both states beep and change nothing; nor does a
+                    // selection dropped with "Clear selection".
+                    Click(d, IDC_SCHEDULE_ACTIVE);
+                    Click(d, IDC_SCHEDULE_INACTIVE);
+                    Drag(d, 1, 0, 5);
+                    Click(d, IDC_SCHEDULE_CLEAR);
+                    Click(d, IDC_SCHEDULE_INACTIVE);
+                    Click(d, IDOK);
+                    return true;
+                  }),
+            IDOK);
+  EXPECT_EQ(same.ScheduleText(), week);
+  EXPECT_FALSE(ownerEnabled);
+  EXPECT_TRUE(::IsWindowEnabled(owner_.GetHwnd()));
+
+  DlgSchedule painted(week);
+  EXPECT_EQ(Drive([&] { return painted.Run(module_, owner_.GetHwnd()); },
+                  [](HWND d, int) {
+                    Drag(d, 1, 9, 10);
+                    Click(d, IDC_SCHEDULE_ACTIVE);
+                    Drag(d, 2, 0, 11);
+                    Click(d, IDC_SCHEDULE_INACTIVE);
+                    Click(d, IDOK);
+                    return true;
+                  }),
+            IDOK);
+  EXPECT_EQ(painted.ScheduleText(), L"Mon 8:00-17:30, Tue 9:00-11:00, Wed 12:00-24:00, ");
+
+  // A whole week made active is stored as no schedule at all.
+  DlgSchedule all(week);
+  EXPECT_EQ(Drive([&] { return all.Run(module_, owner_.GetHwnd()); },
+                  [](HWND d, int) {
+                    HWND grid = ::GetDlgItem(d, IDC_SCHEDULE_GRID);
+                    const PixelRect g = static_cast<ScheduleCtrl*>(CSWnd::FromHandle(grid))->Model().GridRect();
+                    ::SendMessageW(grid, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(g.left + 1, g.top + 1));
+                    ::SendMessageW(grid, WM_MOUSEMOVE, MK_LBUTTON, MAKELPARAM(g.right - 1, g.bottom - 1));
+                    ::SendMessageW(grid, WM_LBUTTONUP, 0, MAKELPARAM(g.right - 1, g.bottom - 1));
+                    Click(d, IDC_SCHEDULE_ACTIVE);
+                    Click(d, IDOK);
+                    return true;
+                  }),
+            IDOK);
+  EXPECT_EQ(all.ScheduleText(), L"");
+
+  DlgSchedule cancelled(week);
+  EXPECT_EQ(Drive([&] { return cancelled.Run(module_, owner_.GetHwnd()); },
+                  [](HWND d, int) {
+                    Drag(d, 1, 9, 10);
+                    Click(d, IDC_SCHEDULE_ACTIVE);
+                    ::SendMessageW(d, WM_CLOSE, 0, 0);
+                    return true;
+                  }),
+            IDCANCEL);
+  EXPECT_EQ(cancelled.ScheduleText(), week);
+}
+
+TEST_F(ConfigDialogs, MessageEditorTakesEnterAsALineBreakCutsAt511AndReadOnlyCannotStore) {
+  std::wstring shown;
+  bool okEnabled = true;
+  bool readOnly = false;
+  bool stayedOpen = false;
+  DlgCustomMsg locked(L"Line one\r\nLine two", true);
+  EXPECT_EQ(Drive([&] { return locked.Run(module_, owner_.GetHwnd()); },
+                  [&](HWND d, int) {
+                    HWND field = ::GetDlgItem(d, IDC_CUSTOM_MSG_TEXT);
+                    shown = Text(field);
+                    okEnabled = Enabled(d, IDOK);
+                    readOnly = (::GetWindowLongW(field, GWL_STYLE) & ES_READONLY) != 0;
+                    // Enter in a field sends IDOK even while the button is disabled.
+                    ::SendMessageW(d, WM_COMMAND, IDOK, 0);
+                    stayedOpen = ::IsWindow(d) != FALSE;
+                    Click(d, IDCANCEL);
+                    return true;
+                  }),
+            IDCANCEL);
+  EXPECT_EQ(shown, L"Line one\r\nLine two");
+  EXPECT_FALSE(okEnabled);
+  EXPECT_TRUE(readOnly);
+  EXPECT_TRUE(stayedOpen);
+
+  DlgCustomMsg editor(L"old", false);
+  EXPECT_EQ(Drive([&] { return editor.Run(module_, owner_.GetHwnd()); },
+                  [&](HWND d, int tick) {
+                    HWND field = ::GetDlgItem(d, IDC_CUSTOM_MSG_TEXT);
+                    if (tick == 1) {
+                      // Through the dialog's own loop, as a key press arrives: the dialog
+                      // manager would take Enter for OK unless the field asks for it.
+                      ::SetFocus(field);
+                      ::SendMessageW(field, EM_SETSEL, 3, 3);
+                      ::PostMessageW(field, WM_KEYDOWN, VK_RETURN, 0);
+                      return false;
+                    }
+                    shown = Text(field);
+                    ::SetWindowTextW(field, (shown + std::wstring(600, L'x')).c_str());
+                    Click(d, IDOK);
+                    return true;
+                  }),
+            IDOK);
+  EXPECT_EQ(shown, L"old\r\n");
+  EXPECT_EQ(editor.Text().size(), 511u);
+  EXPECT_EQ(editor.Text().substr(0, 6), L"old\r\nx");
+}
+
+TEST_F(ConfigDialogs, DataLossWarningOkOnlyWhileTheAgreementIsTicked) {
+  std::vector<bool> okStates;
+  bool stayedOpen = false;
+  DlgWarningDataLoss warning;
+  auto script = [&](HWND d, int) {
+    okStates.push_back(Enabled(d, IDOK));
+    ::SendMessageW(d, WM_COMMAND, IDOK, 0);
+    stayedOpen = ::IsWindow(d) != FALSE;
+    for (int i = 0; i < 3; ++i) {
+      Click(d, IDC_DATA_LOSS_AGREE);
+      okStates.push_back(Enabled(d, IDOK));
+    }
+    Click(d, IDOK);
+    return true;
+  };
+  EXPECT_EQ(Drive([&] { return warning.Run(module_, owner_.GetHwnd()); }, script), IDOK);
+  EXPECT_EQ(okStates, (std::vector<bool>{false, true, false, true}));
+  EXPECT_TRUE(stayedOpen);
+  // Run again, the box starts unticked whatever the last run left.
+  okStates.clear();
+  EXPECT_EQ(Drive([&] { return warning.Run(module_, owner_.GetHwnd()); },
+                  [&](HWND d, int) {
+                    okStates.push_back(Enabled(d, IDOK));
+                    okStates.push_back(::IsDlgButtonChecked(d, IDC_DATA_LOSS_AGREE) == BST_CHECKED);
+                    Click(d, IDCANCEL);
+                    return true;
+                  }),
+            IDCANCEL);
+  EXPECT_EQ(okStates, (std::vector<bool>{false, false}));
+}
+
+TEST_F(ConfigDialogs, WithoutAUsablePickerTheChooserListsLocalGroupsAndTakesATypedDomainUser) {
+  if (!::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "wine_get_version")) {
+    GTEST_SKIP() << "the system's own object picker would open here";
+  }
+  // Wine's picker answers at once without showing anything: that is no cancel.
+  IDataObject* selection = reinterpret_cast<IDataObject*>(1);
+  EXPECT_FALSE(PickUsersGroups(owner_.GetHwnd(), 7, &selection));
+  EXPECT_NE(::GetLastError(), static_cast<::DWORD>(ERROR_CANCELLED));
+  EXPECT_EQ(selection, reinterpret_cast<IDataObject*>(1));
+
+  std::vector<std::wstring> rows;
+  std::vector<PickedObject> picked;
+  const BOOL ok = Drive([&] { return PickAccounts(owner_.GetHwnd(), module_, picked); },
+                        [&](HWND d, int) {
+                          HWND list = ::GetDlgItem(d, IDC_CHOOSER_LIST);
+                          const int count = static_cast<int>(::SendMessageW(list, LB_GETCOUNT, 0, 0));
+                          for (int i = 0; i < count; ++i) {
+                            wchar_t row[300] = {};
+                            if (::SendMessageW(list, LB_GETTEXTLEN, i, 0) < 299) {
+                              ::SendMessageW(list, LB_GETTEXT, i, reinterpret_cast<LPARAM>(row));
+                            }
+                            rows.push_back(row);
+                            if (rows.back() == L"Administrators\tGroup") ::SendMessageW(list, LB_SETSEL, TRUE, i);
+                          }
+                          ::SetDlgItemTextW(d, IDC_CHOOSER_NAME, L"DOM\\alice");
+                          Click(d, IDOK);
+                          return true;
+                        });
+  ASSERT_TRUE(ok);
+  EXPECT_NE(std::find(rows.begin(), rows.end(), L"Administrators\tGroup"), rows.end());
+  wchar_t computer[MAX_COMPUTERNAME_LENGTH + 1] = {};
+  ::DWORD size = MAX_COMPUTERNAME_LENGTH + 1;
+  ASSERT_TRUE(::GetComputerNameW(computer, &size));
+  std::vector<std::wstring> entries;
+  for (const PickedObject& object : picked) {
+    std::wstring entry;
+    EXPECT_TRUE(AccountEntryFromPicked(object, computer, entry));
+    entries.push_back(object.objectClass + L" " + entry);
+  }
+  EXPECT_EQ(entries, (std::vector<std::wstring>{L"Group Administrators", L"User DOM\\alice"}));
+
+  // Cancel picks nothing and leaves what the caller had.
+  EXPECT_FALSE(Drive([&] { return PickAccounts(owner_.GetHwnd(), module_, picked); },
+                     [](HWND d, int) {
+                       ::SetDlgItemTextW(d, IDC_CHOOSER_NAME, L"bob");
+                       Click(d, IDCANCEL);
+                       return true;
+                     }));
+  EXPECT_EQ(::GetLastError(), static_cast<::DWORD>(ERROR_CANCELLED));
+  EXPECT_EQ(picked.size(), 2u);
+}
+
+// A selection as the system's picker hands it over: the list in global memory, fresh per call.
+class FakeSelection : public IDataObject {
+ public:
+  FakeSelection(std::vector<DS_SELECTION> items, ULONG claimed) : items_(std::move(items)), claimed_(claimed) {}
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void** out) override {
+    *out = nullptr;
+    return E_NOINTERFACE;
+  }
+  ULONG STDMETHODCALLTYPE AddRef() override { return 1; }
+  ULONG STDMETHODCALLTYPE Release() override { return 1; }
+  HRESULT STDMETHODCALLTYPE GetData(FORMATETC* format, STGMEDIUM* medium) override {
+    if (format->cfFormat != ::RegisterClipboardFormatW(CFSTR_DSOP_DS_SELECTION_LIST)) return DV_E_FORMATETC;
+    const SIZE_T bytes = offsetof(DS_SELECTION_LIST, aDsSelection) + items_.size() * sizeof(DS_SELECTION);
+    HGLOBAL memory = ::GlobalAlloc(GMEM_MOVEABLE | GMEM_ZEROINIT, bytes);
+    auto* list = static_cast<DS_SELECTION_LIST*>(::GlobalLock(memory));
+    list->cItems = claimed_;
+    for (std::size_t i = 0; i < items_.size(); ++i) list->aDsSelection[i] = items_[i];
+    ::GlobalUnlock(memory);
+    medium->tymed = TYMED_HGLOBAL;
+    medium->hGlobal = memory;
+    medium->pUnkForRelease = nullptr;
+    return S_OK;
+  }
+  HRESULT STDMETHODCALLTYPE GetDataHere(FORMATETC*, STGMEDIUM*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE QueryGetData(FORMATETC*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE GetCanonicalFormatEtc(FORMATETC*, FORMATETC*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE SetData(FORMATETC*, STGMEDIUM*, BOOL) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE EnumFormatEtc(::DWORD, IEnumFORMATETC**) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE DAdvise(FORMATETC*, ::DWORD, IAdviseSink*, ::DWORD*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE DUnadvise(::DWORD) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE EnumDAdvise(IEnumSTATDATA**) override { return E_NOTIMPL; }
+
+ private:
+  std::vector<DS_SELECTION> items_;
+  ULONG claimed_;
+};
+
+TEST(PickerSelection, IsWalkedInOrderWithinTheListsOwnSizeWithTheProductsClassNames) {
+  DS_SELECTION alice{};
+  alice.pwzName = const_cast<PWSTR>(L"alice");
+  alice.pwzADsPath = const_cast<PWSTR>(L"WinNT://DOM/alice");
+  alice.pwzClass = const_cast<PWSTR>(L"user");
+  DS_SELECTION admins{};
+  admins.pwzName = const_cast<PWSTR>(L"Administrators");
+  admins.pwzADsPath = const_cast<PWSTR>(L"WinNT://PC/Administrators");
+  admins.pwzClass = const_cast<PWSTR>(L"Group");
+  struct Seen {
+    std::vector<std::wstring> calls;
+    int answer = 1;
+  };
+  auto record = [](void* context, const PickedObject* object, std::size_t index) -> int {
+    auto* seen = static_cast<Seen*>(context);
+    seen->calls.push_back(object ? object->objectClass + L" " + object->path : L"count " + std::to_wstring(index));
+    return seen->answer;
+  };
+  // A list that claims more items than it holds is read only as far as it goes.
+  FakeSelection selection({alice, admins}, 5);
+  Seen seen;
+  ASSERT_TRUE(ProcessSelectedObjects(&selection, record, &seen));
+  EXPECT_EQ(seen.calls,
+            (std::vector<std::wstring>{L"count 2", L"User WinNT://DOM/alice", L"Group WinNT://PC/Administrators"}));
+  // A zero answer to the count stops the walk.
+  Seen stopped;
+  stopped.answer = 0;
+  ASSERT_TRUE(ProcessSelectedObjects(&selection, record, &stopped));
+  EXPECT_EQ(stopped.calls, (std::vector<std::wstring>{L"count 2"}));
+  EXPECT_FALSE(ProcessSelectedObjects(nullptr, record, &seen));
+  EXPECT_FALSE(ProcessSelectedObjects(&selection, nullptr, &seen));
+}
+
+}  // namespace
+}  // namespace tv
+
+#endif  // _WIN32
