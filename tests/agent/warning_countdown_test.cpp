@@ -1,6 +1,4 @@
-// The warning's countdown on a given clock: the full time first, then each second, the last
-// reading kept once the deadline has come; custom texts count down in every placeholder and a
-// text without one never changes.
+// The warning's countdown on a given clock.
 #include <gtest/gtest.h>
 
 #include <cwchar>

@@ -1,8 +1,5 @@
 // The extended message box as a real dialog (Wine on the Windows build), driven from its own
-// timer callback the way the warning drives it: buttons pressed by id or through the application
-// message answer their set's results, a veto keeps the box open, the check box writes back and
-// then answers for the box, and an open box with the same id is brought forward instead of a
-// second one.
+// timer callback the way the warning drives it.
 #include <gtest/gtest.h>
 
 #ifdef _WIN32

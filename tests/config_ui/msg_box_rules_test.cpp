@@ -1,6 +1,4 @@
-// The extended message box's decisions without a window: what each button set shows and answers,
-// how every way of closing the box ends, which button is the default, the icon, the text-or-id
-// rule and how the box's height follows its text.
+// The extended message box's decisions without a window.
 #include <gtest/gtest.h>
 
 #include <string>

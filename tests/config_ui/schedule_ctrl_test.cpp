@@ -1,6 +1,4 @@
-// The schedule grid as a window under a real window manager (Wine on the Windows build): mouse
-// and key messages reach the selection model, refused keys leave it alone, and the painted
-// pixels carry the documented colours.
+// The schedule grid as a window under a real window manager (Wine on the Windows build).
 #include <gtest/gtest.h>
 
 #ifdef _WIN32

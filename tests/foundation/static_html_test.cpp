@@ -1,6 +1,4 @@
-// The mark-up static control and GDI drawing in real windows (Wine under Xvfb on this machine):
-// the text as set is what WM_GETTEXT reads, clicks on links become commands to the parent,
-// measuring grows with wrapping, and colours reach the pixels.
+// The mark-up static control and GDI drawing in real windows (Wine under Xvfb).
 #include <gtest/gtest.h>
 
 #ifdef _WIN32

@@ -1,6 +1,4 @@
-// The window wrapper under a real window manager (Wine on the Windows build): messages reach the
-// owning object from the first one on, a subclassed control keeps its own behaviour, and the
-// object learns when its window is gone.
+// The window wrapper under a real window manager (Wine on the Windows build).
 #include <gtest/gtest.h>
 
 #ifdef _WIN32

@@ -1,8 +1,5 @@
-// Settings in shapes nobody meant (wrong registry types, numbers as text, negatives, values out of
-// range, blank or empty schedules, texts too long for their field), written at random into every
-// setting of the record, in the local key or the policy key. Whatever is stored, an hour with one
-// idle session ends with that session warned and logged off on time, and every value that could
-// not be used as stored is named in the event log. Nothing may switch the log-off off in silence.
+// Settings in shapes nobody meant, written at random into the local or the policy key: an idle
+// session is still logged off on time, and every value not usable as stored is named in the log.
 #include <gtest/gtest.h>
 
 #include <cstdint>

@@ -1,6 +1,4 @@
-// The decisions of one session's monitor, on virtual time: when the warning and the log-off come,
-// what activity, disconnection, locking, the schedule and the other rules change, and what is
-// reported when things fail.
+// The decisions of one session's monitor, on virtual time.
 #include <gtest/gtest.h>
 
 #include "foundation/string_table.h"

@@ -1,8 +1,5 @@
-// The service on real threads against the simulated seams, reached through the threads' own
-// waits and the named events an agent would set. Time only moves on the simulated clock; the
-// tests wait for the threads' rounds, never for real time to pass. The session threads sleep
-// until their next deadline by the clock, so moving the simulated clock wakes them, as the
-// passing of real time ends their waits in the service.
+// The service on real threads against the simulated seams. Time only moves on the simulated
+// clock, which wakes the session threads' deadline waits; tests wait for rounds, never real time.
 #include <gtest/gtest.h>
 
 #include <condition_variable>

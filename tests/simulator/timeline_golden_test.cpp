@@ -1,11 +1,5 @@
-// The timelines of whole weeks, compared with the ones recorded before the session threads stopped
-// waking every second. The service's decisions and their timing must not depend on how its
-// threads wait, so any difference here is a change in behaviour, not in cost. The weeks cover
-// stale trimming, the most recent user spared, a schedule, sleep and wake-up, the 49.7-day wrap
-// of the tick count, and generated offices of 100 and 1,000 users on several seeds.
-//
-// When a change is meant to alter behaviour, the failure prints the new digest to record here,
-// after reading the timeline it comes from (tv-sim prints it).
+// Whole weeks against recorded timeline digests: the service's decisions and their timing must
+// not depend on how its threads wait. A meant change prints the new digest (tv-sim shows its timeline).
 #include <gtest/gtest.h>
 
 #include <cstdint>
