@@ -5,6 +5,7 @@
 
 #include <commctrl.h>
 
+#include <cstring>
 #include <iterator>
 
 #include "config_ui/main_commands.h"
@@ -126,9 +127,30 @@ BOOL DlgMain::OnInit() {
   (void)statusLine2_.Attach(Item(IDC_STATUS_LINE2));
 
   LoadControls();
+  RestorePlacement();
   RefreshStatus();
   ::SetTimer(hwnd, kStatusTimer, kStatusTimerMs, nullptr);
   return TRUE;
+}
+
+static_assert(sizeof(WINDOWPLACEMENT) == kDlgPlacementBytes, "the stored placement is the system's record");
+
+void DlgMain::RestorePlacement() {
+  WINDOWPLACEMENT placement{};
+  std::memcpy(&placement, config_.DlgMain, sizeof(placement));
+  if (placement.length != sizeof(placement)) return;  // never stored, or by something else
+  // A window minimised when last closed opens normally; one on a monitor that has gone comes
+  // back onto a visible one, which SetWindowPlacement sees to.
+  placement.showCmd = SW_HIDE;
+  placement.flags = 0;
+  ::SetWindowPlacement(GetHwnd(), &placement);
+}
+
+void DlgMain::StoreConfig() {
+  WINDOWPLACEMENT placement{};
+  placement.length = sizeof(placement);
+  if (::GetWindowPlacement(GetHwnd(), &placement)) std::memcpy(config_.DlgMain, &placement, sizeof(placement));
+  (void)config_.Store();
 }
 
 // ---- between the controls and the edited settings
@@ -258,7 +280,7 @@ BOOL DlgMain::OnDlgMessage(UINT message, WPARAM wParam, LPARAM lParam, INT_PTR& 
 void DlgMain::OnClose() {
   ReadControls();
   if (!ConfirmLeave()) return;
-  (void)config_.Store();
+  StoreConfig();
   if (StopServiceOnClose(::GetKeyState(VK_CONTROL) < 0, ::GetKeyState(VK_MENU) < 0)) {
     HCURSOR previous = ::SetCursor(::LoadCursorW(nullptr, IDC_WAIT));
     // The service plumbing tells the administrator how the stop went and offers Retry.

@@ -56,6 +56,9 @@ class DlgMain : public CSDlg {
   // Asks about unsaved changes; FALSE when the pending action must be abandoned.
   BOOL ConfirmLeave();
   void OnClose();
+  // The window's place is kept with the utility's own preferences.
+  void RestorePlacement();
+  void StoreConfig();
   void OnEnableTicked();
   void OnShutdownTicked();
   void AddAccounts(int listId);

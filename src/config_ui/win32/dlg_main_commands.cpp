@@ -15,13 +15,10 @@
 #include "config_ui/main_dialog_ids.h"
 #include "config_ui/main_validation.h"
 #include "config_ui/msg_box.h"
-#if __has_include("config_ui/win32/dlg_warning_data_loss.h") && __has_include("config_ui/win32/account_picker.h") && __has_include("config_ui/win32/dlg_custom_msg.h") && __has_include("config_ui/win32/dlg_schedule.h")
-#define TV_WIP_SMALL_DIALOGS 1
 #include "config_ui/win32/account_picker.h"
 #include "config_ui/win32/dlg_custom_msg.h"
 #include "config_ui/win32/dlg_schedule.h"
 #include "config_ui/win32/dlg_warning_data_loss.h"
-#endif
 #include "entry/product_info.h"
 #include "foundation/app_message.h"
 #include "foundation/string_table.h"
@@ -55,7 +52,7 @@ BOOL DlgMain::OnCommand(int id, int code, HWND control) {
     case IDCANCEL: return TRUE;  // Escape: only the close box closes this dialog
     case IDC_OK:
       if (!PolicyManaged() && !Apply(true)) return TRUE;
-      (void)config_.Store();
+      StoreConfig();
       if (StopServiceOnClose(::GetKeyState(VK_CONTROL) < 0, ::GetKeyState(VK_MENU) < 0))
         (void)service_.StopAndRemove();
       End(1);
@@ -159,14 +156,12 @@ BOOL DlgMain::Save() {
 // ---- the check boxes with consequences
 
 void DlgMain::OnEnableTicked() {
-#ifdef TV_WIP_SMALL_DIALOGS
   if (!MustShowDataLossWarning(config_)) return;
   DlgWarningDataLoss warning;
   if (OnDataLossWarningClosed(warning.Run(resources_, GetHwnd()), config_))
     (void)config_.Store();
   else
     SetTicked(IDC_ENABLE, FALSE);
-#endif
 }
 
 void DlgMain::OnShutdownTicked() {
@@ -186,13 +181,11 @@ void DlgMain::OnShutdownTicked() {
 // ---- the account lists
 
 void DlgMain::AddAccounts(int listId) {
-#ifdef TV_WIP_SMALL_DIALOGS
   std::vector<PickedObject> picked;
   if (!PickAccounts(GetHwnd(), resources_, picked)) return;
   StrList list;
   ReadList(listId, list);
   if (AddPickedObjects(list, picked, computerName_.c_str()) > 0) FillList(listId, list);
-#endif
 }
 
 void DlgMain::RemoveAccount(int listId) {
@@ -215,21 +208,17 @@ void DlgMain::RestoreDefaults() {
 // ---- the editors
 
 void DlgMain::EditMessage(bool locked) {
-#ifdef TV_WIP_SMALL_DIALOGS
   wchar_t* field = locked ? edited_.MessageTextIfLocked : edited_.MessageText;
   const std::wstring& builtIn = locked ? builtInTextLocked_ : builtInText_;
   DlgCustomMsg editor(MessageForEditor(field, builtIn.c_str()), PolicyManaged());
   if (editor.Run(resources_, GetHwnd()) != IDOK || PolicyManaged()) return;
   StoreEditedMessage(editor.Text().c_str(), builtIn.c_str(), field, kMessageTextChars);
-#endif
 }
 
 void DlgMain::EditSchedule() {
-#ifdef TV_WIP_SMALL_DIALOGS
   DlgSchedule editor(edited_.GetSchedule());
   if (editor.Run(resources_, GetHwnd()) != IDOK) return;
   edited_.SetSchedule(editor.ScheduleText().c_str());
-#endif
 }
 
 // ---- export and import
