@@ -83,6 +83,9 @@ class DlgMain : public CSDlg {
   bool GpoMode() const { return !gpoPath_.empty(); }
   bool PolicyManaged() const { return !GpoMode() && loaded_.policyInForce; }
   int ShowMsg(std::uint32_t flags, const std::wstring& text, int* dontShowAgain = nullptr);
+  // An information box with "Don't show this message again"; ticking it sets `hideBit` of the
+  // utility's preferences for good.
+  void ShowNotice(int stringId, std::uint32_t hideBit);
 
   HINSTANCE resources_;
   ServiceAccess& service_;

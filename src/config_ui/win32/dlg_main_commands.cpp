@@ -115,14 +115,7 @@ BOOL DlgMain::Apply(bool isOkButton) {
   if (HWND monitor = ::FindWindowW(L"TARNVALE_MONITOR", nullptr))
     ::PostMessageW(monitor, GetAppMessage(), kCmdReloadAgent, 0);
 
-  if (ShowMayCloseNotice(isOkButton, config_)) {
-    int dontShow = 0;
-    ShowMsg(MB_OK | MB_ICONINFORMATION, LoadStr(IDS_MAY_CLOSE), &dontShow);
-    if (dontShow) {
-      config_.Set(kConfigHideCloseMsg, true);
-      (void)config_.Store();
-    }
-  }
+  if (ShowMayCloseNotice(isOkButton, config_)) ShowNotice(IDS_MAY_CLOSE, kConfigHideCloseMsg);
   return TRUE;
 }
 
@@ -142,15 +135,16 @@ BOOL DlgMain::Save() {
   reloadRequested_ = false;
   const AfterSave after = DecideAfterSave(loaded_, edited_, config_);
   if (after.noticeRefreshes > 0) status_.NoteSaved(after.noticeRefreshes);
-  if (after.showSavedMessage) {
-    int dontShow = 0;
-    ShowMsg(MB_OK | MB_ICONINFORMATION, LoadStr(IDS_SETTINGS_SAVED), &dontShow);
-    if (dontShow) {
-      config_.Set(kConfigHideSavedMsg, true);
-      (void)config_.Store();
-    }
-  }
+  if (after.showSavedMessage) ShowNotice(IDS_SETTINGS_SAVED, kConfigHideSavedMsg);
   return TRUE;
+}
+
+void DlgMain::ShowNotice(int stringId, std::uint32_t hideBit) {
+  int dontShow = 0;
+  ShowMsg(MB_OK | MB_ICONINFORMATION, LoadStr(stringId), &dontShow);
+  if (!dontShow) return;
+  config_.Set(hideBit, true);
+  (void)config_.Store();
 }
 
 // ---- the check boxes with consequences
