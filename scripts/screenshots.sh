@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Captures the boxes a user sees into docs/images/: the warning, the warning over its full-screen
-# backdrop, an extended box with mark-up and links, and a mark-up sample. Runs tv-showbox from a
+# backdrop, an extended box with mark-up and links, a mark-up sample, and the configuration
+# utility's schedule editor, message editor and data-loss warning. Runs tv-showbox from a
 # Windows build under Wine on a private Xvfb display and a private prefix inside the build folder.
 #   scripts/screenshots.sh [BUILD_DIR]      (default build/windows)
 set -eu
@@ -40,13 +41,14 @@ wine reg add 'HKCU\Control Panel\Colors' /v Background /t REG_SZ /d '58 110 165'
 # The pointer stays in a corner, away from where the boxes appear.
 xdotool mousemove 1023 639 >/dev/null 2>&1 || true
 
-# shot KIND FILE [whole]: shows box KIND and captures it (the whole screen with "whole").
+# shot KIND FILE [TITLE] [whole]: shows box KIND, finds its window by its caption TITLE (default
+# Tarnvale) and captures it (the whole screen with "whole").
 shot() {
-  local kind=$1 file=$2 whole=${3:-}
+  local kind=$1 file=$2 title=${3:-Tarnvale} whole=${4:-}
   wine "$bin/tv-showbox.exe" "$kind" 12 </dev/null >/dev/null 2>&1 &
   local pid=$! id=
   for _ in $(seq 100); do
-    id=$(xdotool search --onlyvisible --name '^Tarnvale$' 2>/dev/null | head -n1) && [ -n "$id" ] && break
+    id=$(xdotool search --onlyvisible --name "^${title}\$" 2>/dev/null | head -n1) && [ -n "$id" ] && break
     sleep 0.1
   done
   [ -n "$id" ] || { echo "screenshots: no box for $kind" >&2; kill "$pid" 2>/dev/null; return 1; }
@@ -62,6 +64,9 @@ shot() {
 }
 
 shot warning warning-box.png
-shot fullscreen warning-fullscreen.png whole
+shot fullscreen warning-fullscreen.png Tarnvale whole
 shot markup msgbox-markup.png
 shot sample markup-sample.png
+shot schedule schedule-editor.png
+shot custom-msg custom-message.png
+shot data-loss data-loss-warning.png WARNING

@@ -1,14 +1,19 @@
-// tv-showbox: shows one of the product's boxes for a few seconds so that a screenshot can be
-// taken of it (scripts/screenshots.sh). Windows only; loads the box's resources from TV64.DLL in
+// tv-showbox: shows one of the product's boxes or dialogs for a few seconds so that a screenshot
+// can be taken of it (scripts/screenshots.sh). Windows only; loads the resources from TV64.DLL in
 // its own folder.
 //
-//   tv-showbox warning|fullscreen|markup|sample [seconds]
+//   tv-showbox warning|fullscreen|markup|sample|schedule|custom-msg|data-loss [seconds]
 #include <cwchar>
 #include <cwctype>
 #include <string>
 
 #include "agent/warning.h"
+#include "config_ui/main_dialog_ids.h"
 #include "config_ui/msg_box.h"
+#include "config_ui/msg_box_ids.h"
+#include "config_ui/win32/dlg_custom_msg.h"
+#include "config_ui/win32/dlg_schedule.h"
+#include "config_ui/win32/dlg_warning_data_loss.h"
 #include "foundation/app_message.h"
 #include "platform/win32/windows_include.h"
 #include "settings/my_opts.h"
@@ -68,6 +73,36 @@ int ShowWarningBox(bool fullScreen, unsigned seconds) {
   return result;
 }
 
+tv::CSDlg* g_dialog = nullptr;
+
+void CALLBACK CloseDialog(HWND, UINT, UINT_PTR id, DWORD) {
+  ::KillTimer(nullptr, id);
+  if (g_dialog) g_dialog->End(IDCANCEL);
+}
+
+// Selects Saturday 10:00 to 14:00 with the mouse, so that the picture shows a selection and its
+// description under the grid.
+void CALLBACK SelectSaturday(HWND, UINT, UINT_PTR id, DWORD) {
+  ::KillTimer(nullptr, id);
+  HWND grid = g_dialog ? g_dialog->Item(IDC_SCHEDULE_GRID) : nullptr;
+  auto* ctrl = static_cast<tv::ScheduleCtrl*>(tv::CSWnd::FromHandle(grid));
+  if (!ctrl || !ctrl->IsKindOf(L"ScheduleCtrl")) return;
+  const tv::PixelRect from = ctrl->Model().HourRect(5, 10);
+  const tv::PixelRect to = ctrl->Model().HourRect(5, 13);
+  ::SendMessageW(grid, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(from.left + 1, from.top + 1));
+  ::SendMessageW(grid, WM_MOUSEMOVE, MK_LBUTTON, MAKELPARAM(to.right - 1, to.bottom - 1));
+  ::SendMessageW(grid, WM_LBUTTONUP, 0, MAKELPARAM(to.right - 1, to.bottom - 1));
+}
+
+template <typename Dialog>
+int ShowDialog(Dialog& dialog, HMODULE resources, unsigned seconds) {
+  g_dialog = &dialog;
+  ::SetTimer(nullptr, 0, seconds * 1000, &CloseDialog);
+  const int result = dialog.Run(resources, nullptr);
+  g_dialog = nullptr;
+  return result >= 0 ? 0 : 1;
+}
+
 }  // namespace
 
 int wmain(int argc, wchar_t** argv) {
@@ -81,6 +116,22 @@ int wmain(int argc, wchar_t** argv) {
   tv::MsgSetResourceModule(resources);
   g_closeAfterTicks = seconds ? seconds : 1;
   if (kind == L"warning" || kind == L"fullscreen") return ShowWarningBox(kind == L"fullscreen", seconds) ? 0 : 1;
+
+  if (kind == L"schedule") {
+    tv::DlgSchedule dialog(L"Mon 8:00-18:00, Tue 8:00-18:00, Wed 8:00-18:00, Thu 8:00-18:00, Fri 8:00-18:00, ");
+    ::SetTimer(nullptr, 0, 200, &SelectSaturday);
+    return ShowDialog(dialog, resources, seconds);
+  }
+  if (kind == L"custom-msg") {
+    wchar_t text[512] = {};
+    ::LoadStringW(resources, IDS_WARNING_TEXT, text, 512);
+    tv::DlgCustomMsg dialog(text, false);
+    return ShowDialog(dialog, resources, seconds);
+  }
+  if (kind == L"data-loss") {
+    tv::DlgWarningDataLoss dialog;
+    return ShowDialog(dialog, resources, seconds);
+  }
 
   tv::MsgExSetTimerCallback(1000, &CloseLater, nullptr);
   if (kind == L"markup") {
@@ -100,6 +151,6 @@ int wmain(int argc, wchar_t** argv) {
                      L"Links: <A>first</A>, <A1>second</A1> and <A2><B>a bold one</B></A2>.<BR>"
                      L"<CENTER>A centred line</CENTER><BR><NOBR>Kept whole: <B>5:00</B> minute(s)</NOBR>") >= 0 ? 0 : 1;
   }
-  std::fwprintf(stderr, L"usage: tv-showbox warning|fullscreen|markup|sample [seconds]\n");
+  std::fwprintf(stderr, L"usage: tv-showbox warning|fullscreen|markup|sample|schedule|custom-msg|data-loss [seconds]\n");
   return 2;
 }
