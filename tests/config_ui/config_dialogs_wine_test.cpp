@@ -88,13 +88,14 @@ class ConfigDialogs : public testing::Test {
     ASSERT_TRUE(owner_.Create(L"TvDialogsOwner", L"owner", WS_OVERLAPPEDWINDOW, 0, 0, 0, 200, 100, nullptr, nullptr,
                               instance));
   }
-  // Drags over the grid from the start of `firstHour` to the end of `lastHour` on day `row`.
-  static void Drag(HWND dialog, int row, int firstHour, int lastHour) {
+  // Drags over the grid from the start of `firstHour` on day `firstRow` (0 = Monday) to the end
+  // of `lastHour` on day `lastRow`.
+  static void Drag(HWND dialog, int firstRow, int firstHour, int lastRow, int lastHour) {
     HWND grid = ::GetDlgItem(dialog, IDC_SCHEDULE_GRID);
     auto* ctrl = static_cast<ScheduleCtrl*>(CSWnd::FromHandle(grid));
     ASSERT_TRUE(ctrl && ctrl->IsKindOf(L"ScheduleCtrl"));
-    const PixelRect from = ctrl->Model().HourRect(row, firstHour);
-    const PixelRect to = ctrl->Model().HourRect(row, lastHour);
+    const PixelRect from = ctrl->Model().HourRect(firstRow, firstHour);
+    const PixelRect to = ctrl->Model().HourRect(lastRow, lastHour);
     ::SendMessageW(grid, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(from.left + 1, from.top + 1));
     ::SendMessageW(grid, WM_MOUSEMOVE, MK_LBUTTON, MAKELPARAM(to.right - 1, to.bottom - 1));
     ::SendMessageW(grid, WM_LBUTTONUP, 0, MAKELPARAM(to.right - 1, to.bottom - 1));
@@ -116,7 +117,7 @@ TEST_F(ConfigDialogs, ScheduleEditorGivesBackWhatItWasOpenedOnAndItsButtonsTouch
                     // selection dropped with "Clear selection".
                     Click(d, IDC_SCHEDULE_ACTIVE);
                     Click(d, IDC_SCHEDULE_INACTIVE);
-                    Drag(d, 1, 0, 5);
+                    Drag(d, 1, 0, 1, 5);
                     Click(d, IDC_SCHEDULE_CLEAR);
                     Click(d, IDC_SCHEDULE_INACTIVE);
                     Click(d, IDOK);
@@ -130,9 +131,9 @@ TEST_F(ConfigDialogs, ScheduleEditorGivesBackWhatItWasOpenedOnAndItsButtonsTouch
   DlgSchedule painted(week);
   EXPECT_EQ(Drive([&] { return painted.Run(module_, owner_.GetHwnd()); },
                   [](HWND d, int) {
-                    Drag(d, 1, 9, 10);
+                    Drag(d, 1, 9, 1, 10);
                     Click(d, IDC_SCHEDULE_ACTIVE);
-                    Drag(d, 2, 0, 11);
+                    Drag(d, 2, 0, 2, 11);
                     Click(d, IDC_SCHEDULE_INACTIVE);
                     Click(d, IDOK);
                     return true;
@@ -144,11 +145,7 @@ TEST_F(ConfigDialogs, ScheduleEditorGivesBackWhatItWasOpenedOnAndItsButtonsTouch
   DlgSchedule all(week);
   EXPECT_EQ(Drive([&] { return all.Run(module_, owner_.GetHwnd()); },
                   [](HWND d, int) {
-                    HWND grid = ::GetDlgItem(d, IDC_SCHEDULE_GRID);
-                    const PixelRect g = static_cast<ScheduleCtrl*>(CSWnd::FromHandle(grid))->Model().GridRect();
-                    ::SendMessageW(grid, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(g.left + 1, g.top + 1));
-                    ::SendMessageW(grid, WM_MOUSEMOVE, MK_LBUTTON, MAKELPARAM(g.right - 1, g.bottom - 1));
-                    ::SendMessageW(grid, WM_LBUTTONUP, 0, MAKELPARAM(g.right - 1, g.bottom - 1));
+                    Drag(d, 0, 0, 6, 23);
                     Click(d, IDC_SCHEDULE_ACTIVE);
                     Click(d, IDOK);
                     return true;
@@ -159,7 +156,7 @@ TEST_F(ConfigDialogs, ScheduleEditorGivesBackWhatItWasOpenedOnAndItsButtonsTouch
   DlgSchedule cancelled(week);
   EXPECT_EQ(Drive([&] { return cancelled.Run(module_, owner_.GetHwnd()); },
                   [](HWND d, int) {
-                    Drag(d, 1, 9, 10);
+                    Drag(d, 1, 9, 1, 10);
                     Click(d, IDC_SCHEDULE_ACTIVE);
                     ::SendMessageW(d, WM_CLOSE, 0, 0);
                     return true;
