@@ -151,6 +151,7 @@ int wmain(int argc, wchar_t** argv) {
                      L"Links: <A>first</A>, <A1>second</A1> and <A2><B>a bold one</B></A2>.<BR>"
                      L"<CENTER>A centred line</CENTER><BR><NOBR>Kept whole: <B>5:00</B> minute(s)</NOBR>") >= 0 ? 0 : 1;
   }
-  std::fwprintf(stderr, L"usage: tv-showbox warning|fullscreen|markup|sample|schedule|custom-msg|data-loss [seconds]\n");
+  std::fwprintf(stderr,
+                L"usage: tv-showbox warning|fullscreen|markup|sample|schedule|custom-msg|data-loss [seconds]\n");
   return 2;
 }

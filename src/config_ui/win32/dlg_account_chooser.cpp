@@ -51,9 +51,10 @@ AccountChooser LocalAccountChooser() {
     *resume = handle;
     return rc;
   });
-  AppendNames(groups, &LOCALGROUP_INFO_0::lgrpi0_name, [](LPBYTE* buffer, ::DWORD* read, ::DWORD* total, DWORD_PTR* resume) {
-    return ::NetLocalGroupEnum(nullptr, 0, buffer, MAX_PREFERRED_LENGTH, read, total, resume);
-  });
+  AppendNames(groups, &LOCALGROUP_INFO_0::lgrpi0_name,
+              [](LPBYTE* buffer, ::DWORD* read, ::DWORD* total, DWORD_PTR* resume) {
+                return ::NetLocalGroupEnum(nullptr, 0, buffer, MAX_PREFERRED_LENGTH, read, total, resume);
+              });
   if (accounts) {
     for (WellKnownGroup group : {WellKnownGroup::kAdministrators, WellKnownGroup::kUsers,
                                  WellKnownGroup::kRemoteDesktopUsers, WellKnownGroup::kGuests}) {
