@@ -41,17 +41,15 @@ wine reg add 'HKCU\Control Panel\Colors' /v Background /t REG_SZ /d '58 110 165'
 # The pointer stays in a corner, away from where the boxes appear.
 xdotool mousemove 1023 639 >/dev/null 2>&1 || true
 
-# shot KIND FILE [TITLE] [whole]: shows box KIND, finds its window by its caption TITLE (default
-# Tarnvale) and captures it (the whole screen with "whole").
-shot() {
-  local kind=$1 file=$2 title=${3:-Tarnvale} whole=${4:-}
-  wine "$bin/tv-showbox.exe" "$kind" 12 </dev/null >/dev/null 2>&1 &
-  local pid=$! id=
-  for _ in $(seq 100); do
+# capture TITLE FILE [whole]: waits for the window captioned TITLE and captures it (the whole
+# screen with "whole"); answers its window id in $shot_id.
+capture() {
+  local title=$1 file=$2 whole=${3:-} id=
+  for _ in $(seq 150); do
     id=$(xdotool search --onlyvisible --name "^${title}\$" 2>/dev/null | head -n1) && [ -n "$id" ] && break
     sleep 0.1
   done
-  [ -n "$id" ] || { echo "screenshots: no box for $kind" >&2; kill "$pid" 2>/dev/null; return 1; }
+  [ -n "$id" ] || { echo "screenshots: no window '$title' for $file" >&2; return 1; }
   sleep 2.5  # the countdown's first second and the mark-up's painting
   if [ -n "$whole" ]; then
     import -window root "$out/$file"
@@ -59,8 +57,27 @@ shot() {
     eval "$(xdotool getwindowgeometry --shell "$id")"
     import -window root -crop "${WIDTH}x${HEIGHT}+${X}+${Y}" +repage "$out/$file"
   fi
-  wait "$pid" || true
+  shot_id=$id
   echo "screenshots: $out/$file"
+}
+
+# shot KIND FILE [TITLE] [whole]: shows box KIND of tv-showbox (caption TITLE, default Tarnvale).
+shot() {
+  local kind=$1 file=$2 title=${3:-Tarnvale} whole=${4:-}
+  wine "$bin/tv-showbox.exe" "$kind" 12 </dev/null >/dev/null 2>&1 &
+  local pid=$!
+  capture "$title" "$file" "$whole" || { kill "$pid" 2>/dev/null; return 1; }
+  wait "$pid" || true
+}
+
+# utility FILE: the configuration utility on the settings in the registry. It is ended outright:
+# its close box would first ask about the settings, and a second start would only bring it forward.
+utility() {
+  wine "$bin/Tarnvale64.EXE" </dev/null >/dev/null 2>&1 &
+  local pid=$!
+  capture "Tarnvale Lite" "$1" || true
+  wine taskkill /F /IM Tarnvale64.EXE >/dev/null 2>&1 || true
+  wait "$pid" 2>/dev/null || true
 }
 
 shot warning warning-box.png
@@ -70,3 +87,19 @@ shot sample markup-sample.png
 shot schedule schedule-editor.png
 shot custom-msg custom-message.png
 shot data-loss data-loss-warning.png WARNING
+
+# The utility on a configured computer, then on one whose settings come from a group policy.
+settings='HKLM\SOFTWARE\Brellick\Tarnvale'
+policy='HKLM\SOFTWARE\Policies\Brellick\Tarnvale'
+wine reg add "$settings" /v Config /t REG_DWORD /d 13 /f >/dev/null 2>&1
+for v in Enable:1 Timeout:30 MessageTimeout:5 KeepLastActiveUser:1 MonitorCPU:1 PercentCPU:40 UseSchedule:1; do
+  wine reg add "$settings" /v "${v%%:*}" /t REG_DWORD /d "${v##*:}" /f >/dev/null 2>&1
+done
+wine reg add "$settings\ApplyTo" /v 1 /t REG_SZ /d Users /f >/dev/null 2>&1
+wine reg add "$settings\ApplyTo" /v 2 /t REG_SZ /d 'Remote Desktop Users' /f >/dev/null 2>&1
+wine reg add "$settings\Exclude" /v 1 /t REG_SZ /d Administrators /f >/dev/null 2>&1
+utility main-dialog.png
+wine reg add "$policy" /v Enable /t REG_DWORD /d 1 /f >/dev/null 2>&1
+wine reg add "$policy" /v Timeout /t REG_DWORD /d 15 /f >/dev/null 2>&1
+utility main-dialog-policy.png
+wine reg delete "$policy" /f >/dev/null 2>&1

@@ -48,6 +48,9 @@ std::wstring LibraryFolder() {
 }  // namespace
 
 BOOL DlgMain::OnCommand(int id, int code, HWND control) {
+  // Buttons, links, menu items and accelerators all arrive as code 0 (1 for an accelerator);
+  // what else the controls report (an edit's changes, a static being enabled) is no command.
+  if (code != BN_CLICKED && code != 1) return FALSE;
   switch (id) {
     case IDCANCEL: return TRUE;  // Escape: only the close box closes this dialog
     case IDC_OK:
@@ -62,15 +65,11 @@ BOOL DlgMain::OnCommand(int id, int code, HWND control) {
       RefreshStatus();
       return TRUE;
     case IDC_ENABLE:
-      if (code == BN_CLICKED && IsTicked(IDC_ENABLE)) OnEnableTicked();
+      if (IsTicked(IDC_ENABLE)) OnEnableTicked();
       return TRUE;
-    case IDC_SHUTDOWN:
-      if (code == BN_CLICKED) OnShutdownTicked();
-      return TRUE;
+    case IDC_SHUTDOWN: OnShutdownTicked(); return TRUE;
     case IDC_MONITOR_CPU:
-    case IDC_LOGOFF_STALE:
-      if (code == BN_CLICKED) ApplyEnabling();
-      return TRUE;
+    case IDC_LOGOFF_STALE: ApplyEnabling(); return TRUE;
     case IDC_APPLY_TO_ADD: AddAccounts(IDC_APPLY_TO); return TRUE;
     case IDC_EXCLUDE_ADD: AddAccounts(IDC_EXCLUDE); return TRUE;
     case IDC_APPLY_TO_REMOVE: RemoveAccount(IDC_APPLY_TO); return TRUE;
