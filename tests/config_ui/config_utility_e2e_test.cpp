@@ -184,7 +184,7 @@ TEST_F(ConfigUtility, EscapeIsIgnoredTheCloseBoxAsksAboutEditsAndASecondStartHan
   ::PostMessageW(::GetDlgItem(dialog, IDC_TIMEOUT), WM_KEYDOWN, VK_ESCAPE, 0x00010001);
   ::PostMessageW(::GetDlgItem(dialog, IDC_TIMEOUT), WM_KEYUP, VK_ESCAPE, 0xC0010001);
   Settle(dialog);
-  ASSERT_TRUE(::IsWindow(dialog)) << "Escape closed the dialog";
+  ASSERT_TRUE(::IsWindowVisible(dialog)) << "Escape closed or hid the dialog";
   EXPECT_EQ(FindTopWindow(utility_->Id(), kDialogClass, L"Tarnvale"), nullptr) << "Escape opened a box";
 
   ASSERT_TRUE(PostClickItem(dialog, IDC_FULL_SCREEN));
@@ -192,7 +192,7 @@ TEST_F(ConfigUtility, EscapeIsIgnoredTheCloseBoxAsksAboutEditsAndASecondStartHan
   ::PostMessageW(dialog, WM_SYSCOMMAND, SC_CLOSE, 0);
   EXPECT_EQ(Answer(L"Cancel"), L"Do you want to apply the changes?");
   Settle(dialog);
-  ASSERT_TRUE(::IsWindow(dialog)) << "Cancel closed the dialog";
+  ASSERT_TRUE(::IsWindowVisible(dialog)) << "Cancel closed or hid the dialog";
   ::PostMessageW(dialog, WM_SYSCOMMAND, SC_CLOSE, 0);
   EXPECT_EQ(Answer(L"No"), L"Do you want to apply the changes?");
   EXPECT_EQ(utility_->Wait(), 0);
@@ -317,6 +317,13 @@ TEST_F(ConfigUtility, StatusPanelFollowsTheServiceTheEnableBoxAndActivityReports
     return line1() == L"The Tarnvale service is <red>NOT running</red>. <a>Start the service...</a>";
   })) << testing::PrintToString(line1());
   EXPECT_EQ(line2(), L"");
+
+  // Apply with Enable ticked starts the stopped service; the panel then asks users to log on anew.
+  ASSERT_TRUE(PostPress(dialog, IDC_APPLY));
+  EXPECT_TRUE(Eventually([] { return ServiceState() == SERVICE_RUNNING; }, kServiceLimitMs))
+      << "Apply did not start it";
+  EXPECT_TRUE(Eventually([&] { return line1().rfind(L"Attention: any active user must log off", 0) == 0; }))
+      << testing::PrintToString(line1());
 }
 
 TEST_F(ConfigUtility, GpoTargetWithoutAnEditorSaysSoAndStaysOnThisComputer) {
@@ -372,7 +379,7 @@ TEST_F(ConfigUtility, ApplyRefusesOutOfRangeNumbersInOrderAndKeepsTheDialogOpen)
       EXPECT_EQ(FocusOf(dialog), field) << "the faulty field has no focus";
     }
   }
-  EXPECT_TRUE(::IsWindow(dialog));
+  EXPECT_TRUE(::IsWindowVisible(dialog));
   EXPECT_EQ(SnapshotKey(HKEY_LOCAL_MACHINE, kProductKey), before) << "a refused Apply saved something";
 
   // The lowest values allowed are taken, a warning time of 0 among them.
