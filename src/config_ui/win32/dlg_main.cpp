@@ -91,7 +91,6 @@ BOOL DlgMain::LoadSettings(const std::wstring& gpoPath) {
   edited_.CopyFrom(loaded_);
   edited_.CopyGPOFrom(loaded_);
   if (ok || gpoPath.empty()) gpoPath_ = gpoPath;
-  reloadRequested_ = false;
   return ok;
 }
 
@@ -241,8 +240,10 @@ BOOL DlgMain::OnDlgMessage(UINT message, WPARAM wParam, LPARAM lParam, INT_PTR& 
         ::SetForegroundWindow(::GetLastActivePopup(GetHwnd()));
       }
     } else if (IsSettingsChangedNotice(command, static_cast<long long>(lParam), kConfigInstanceId)) {
-      reloadRequested_ = true;
       (void)LoadSettings(gpoPath_);
+      // Until the next save, leaving asks first: what is shown is no longer what this window
+      // last saved.
+      reloadRequested_ = true;
       LoadControls();
       RefreshStatus();
       result = 1;
