@@ -160,8 +160,6 @@ TEST_F(SettingsFile, ImportsThatCannotBeWrittenChangeNothing) {
     EXPECT_EQ(Dump(key_), before) << body;
   };
   refused(L"<DATA Name=\"a\" Value=\"1\"/>\r\n\r\n<DATA Name=\"b\" Value=2/>", 21907, 4);
-  refused(L"<DATA Name=\"a\"/>trailing", 21903, 2);
-  refused(L"", 21910, 0);
   refused(L"<KEY Name=\"\"/>", 0, 0);
   refused(L"<KEY Name=\"a\\b\"/>", 0, 0);
   refused(L"<KEY Name=\"" + std::wstring(256, L'k') + L"\"/>", 0, 0);
@@ -187,9 +185,7 @@ TEST_F(SettingsFile, ImportsThatCannotBeWrittenChangeNothing) {
   EXPECT_FALSE(ImportRegKeyFromText(nullptr, key_, broken.c_str(), kFalse));
   ASSERT_EQ(shown.shown.size(), 1u);
   EXPECT_NE(shown.shown[0].text.find(L"line 3"), std::wstring::npos) << shown.shown[0].text;
-  EXPECT_FALSE(ImportRegKeyFromText(nullptr, key_, (std::wstring(kDecl) + L"<KEY/>").c_str(), kFalse));
-  ASSERT_EQ(shown.shown.size(), 2u);
-  EXPECT_EQ(shown.shown[1].icon, MsgIcon::kError);
+  EXPECT_EQ(shown.shown[0].icon, MsgIcon::kError);
 }
 
 TEST_F(SettingsFile, AStoreFailingHalfWayPutsTheOldContentBackWhereItCan) {
@@ -331,25 +327,14 @@ struct DataCase {
 };
 
 TEST_F(SettingsFile, HandMadeFilesImportOrFailAsExpected) {
+  // One row per way the import writes or refuses; decoding and the limits have their own tests.
   const DataCase cases[] = {
       {"valid_export.cfg", 0, L"MessageText", reg::kSz, L"Gr\u00FC\u00DFe & <B>\"bye\"</B> it's \u20AC"},
-      {"wrong_types.cfg", 0, L"Lower", reg::kDword, L"5"},
-      {"wrong_types.cfg", 0, L"Expand", reg::kDword, L"12"},
       {"wrong_types.cfg", 0, L"Int32", reg::kDword, L"0"},
       {"wrong_types.cfg", 0, L"NoType", reg::kDword, L"4294967295"},
-      {"wrong_types.cfg", 0, L"Negative", reg::kDword, L"4294967295"},
       {"utf16_be.cfg", 0, L"Greeting", reg::kSz, L"Gr\u00FC\u00DFe"},
-      {"utf8_bom.cfg", 0, L"Price", reg::kSz, L"5 \u20AC \u2713"},
-      {"ansi_controls.cfg", 0, L"Ctl", reg::kSz, L"a.b.c\td"},
-      {"utf16_zero.cfg", 0, L"Z", reg::kSz, L"p q"},
-      {"truncated_tail.cfg", 0, L"Whole", reg::kDword, L"3"},  // the odd byte is dropped
       {"truncated_utf16.cfg", 21907},
-      {"mixed_content.cfg", 21904},
-      {"declaration_only.cfg", 21910},
-      {"huge_name.cfg"},
-      {"huge_string.cfg"},
       {"missing_name.cfg"},
-      {"bad_hex.cfg"},
   };
   for (const DataCase& c : cases) {
     SCOPED_TRACE(c.file);
@@ -411,16 +396,13 @@ TEST_F(SettingsFile, RealRegistryAndMemoryStoreExchangeFilesUnchanged) {
   ASSERT_TRUE(ReadFileBytes(memFile.c_str(), &memBytes));
   EXPECT_EQ(realBytes, memBytes);
 
-  // The real export into the memory store and back out; the hand-made file into both.
-  for (const std::wstring& file : {realFile, DataPath("valid_export.cfg")}) {
-    SCOPED_TRACE(file);
-    ASSERT_TRUE(ImportRegSubKey(nullptr, L"HKCU\\Software", L"Imported", file.c_str(), kTrue, store_));
-    ASSERT_TRUE(ImportRegSubKey(nullptr, L"HKCU\\Software", (name + L"\\Imported").c_str(), file.c_str(), kTrue,
-                                real));
-    RegKey memImported(RegRoot::kCurrentUser, L"Software\\Imported", false, store_);
-    RegKey realImported(realKey, L"Imported", false);
-    EXPECT_EQ(Export(realImported), Export(memImported));
-  }
+  // The hand-made file imported into both exports the same.
+  const std::wstring file = DataPath("valid_export.cfg");
+  ASSERT_TRUE(ImportRegSubKey(nullptr, L"HKCU\\Software", L"Imported", file.c_str(), kTrue, store_));
+  ASSERT_TRUE(ImportRegSubKey(nullptr, L"HKCU\\Software", (name + L"\\Imported").c_str(), file.c_str(), kTrue, real));
+  RegKey memImported(RegRoot::kCurrentUser, L"Software\\Imported", false, store_);
+  RegKey realImported(realKey, L"Imported", false);
+  EXPECT_EQ(Export(realImported), Export(memImported));
 }
 #endif
 
