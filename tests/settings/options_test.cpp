@@ -154,19 +154,6 @@ TEST_F(OptionSetTest, ReadRegNumberTakesEveryFormAHandEditedValueCanHave) {
   EXPECT_EQ(value, 99u);
 }
 
-TEST_F(OptionSetTest, RecordingModeTurnsAStoreIntoLinesAndLeavesTheStoreAlone) {
-  CountOpts opts(store_);
-  opts.SetAll(0x2A);
-  opts.count = 255;
-  std::vector<wchar_t> text(256, L'#');  // sizing the buffer first is RegKey's own test
-  RegKey::StartLog(text.data());
-  ASSERT_TRUE(opts.Store());
-  RegKey::EndLog();
-  EXPECT_EQ(std::wstring(text.data()),
-            L"[HKLM\\SOFTWARE\\Brellick\\Tarnvale]\r\nCount=dword:000000FF\r\nFlags=dword:0000002A\r\n");
-  EXPECT_FALSE(HasKey(kAppKey));
-}
-
 class ConfigTest : public test::RecordTest {};
 
 TEST_F(ConfigTest, PathsFitOrAreEmptiedAndThePlacementIsKeptWhenTooLarge) {
