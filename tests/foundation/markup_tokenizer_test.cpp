@@ -18,15 +18,11 @@ MarkupTagMatch Match(const std::wstring& s, std::size_t pos = 0) {
 TEST(MarkupTokenizer, TagsMatchOnTheirFullTextWithoutRegardToCase) {
   EXPECT_EQ(Match(L"<br>x").tag->kind, MarkupTagKind::kBreak);
   EXPECT_EQ(Match(L"<br>x").length, 4u);
-  EXPECT_EQ(Match(L"<BrHaLf>").tag->kind, MarkupTagKind::kHalfBreak);
   EXPECT_EQ(Match(L"<BIG>").tag->kind, MarkupTagKind::kBig) << "not <B> or <BR>";
   const MarkupTagMatch a7 = Match(L"x</a7>", 1);
   ASSERT_NE(a7.tag, nullptr);
   EXPECT_TRUE(a7.closing);
   EXPECT_EQ(a7.tag->value, 7u);
-  EXPECT_EQ(Match(L"<CT>").tag->value, 5u);
-  EXPECT_EQ(Match(L"<aa>").tag->value, 4u);
-  EXPECT_EQ(Match(L"<ltgrey>").tag->value, MakeMarkupColor(192, 192, 192));
   EXPECT_EQ(Match(L"<DkGreen>").tag->value, MakeMarkupColor(0, 64, 0));
 
   // Neither prefixes, nor longer names, nor cut-off tags, nor tags with attributes.
@@ -37,26 +33,10 @@ TEST(MarkupTokenizer, TagsMatchOnTheirFullTextWithoutRegardToCase) {
   EXPECT_FALSE(MatchMarkupTag(L"<B>", 2, 0, nullptr)) << "the length bounds the match";
 }
 
-TEST(MarkupTokenizer, DarkBlueOpensNeverButClosesAlways) {
-  EXPECT_EQ(Match(L"<DKBLUE>").tag, nullptr);
-  EXPECT_EQ(Match(L"DKBLUE>").tag, nullptr) << "tags are only looked for at a '<'";
-  const MarkupTagMatch close = Match(L"</dkblue>");
-  ASSERT_NE(close.tag, nullptr);
-  EXPECT_TRUE(close.closing);
-  EXPECT_EQ(close.tag->value, MakeMarkupColor(0, 0, 64));
-}
-
+// The four entities and their lengths are the layout's test; here only what it cannot see.
 TEST(MarkupTokenizer, EntitiesAndCaseInsensitiveSearch) {
   wchar_t c = 0;
   const std::wstring s = L"&amp;&LT;&gt;&nbsp;&nbsp&bogus;&";
-  EXPECT_EQ(MatchMarkupEntity(s.c_str(), s.size(), 0, &c), 5u);
-  EXPECT_EQ(c, L'&');
-  EXPECT_EQ(MatchMarkupEntity(s.c_str(), s.size(), 5, &c), 4u);
-  EXPECT_EQ(c, L'<');
-  EXPECT_EQ(MatchMarkupEntity(s.c_str(), s.size(), 9, &c), 4u);
-  EXPECT_EQ(c, L'>');
-  EXPECT_EQ(MatchMarkupEntity(s.c_str(), s.size(), 13, &c), 6u);
-  EXPECT_EQ(c, L'\u00A0');
   EXPECT_EQ(MatchMarkupEntity(s.c_str(), s.size(), 19, &c), 0u) << "no semicolon";
   EXPECT_EQ(MatchMarkupEntity(s.c_str(), s.size(), 24, &c), 0u);
   EXPECT_EQ(MatchMarkupEntity(s.c_str(), s.size(), s.size() - 1, &c), 0u) << "a lone '&' at the end";
