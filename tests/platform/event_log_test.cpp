@@ -16,14 +16,10 @@ TEST(EventLog, TypeFollowsTheSeverityBitsOfTheIdentifier) {
   EXPECT_EQ(EventTypeOf(0xa000000c), EventType::kWarning);
   EXPECT_EQ(EventTypeOf(0xe000000b), EventType::kError);
   EXPECT_EQ(EventTypeOf(0x00000001), EventType::kInformation);
-  static_assert(static_cast<int>(EventType::kError) == 1 && static_cast<int>(EventType::kWarning) == 2 &&
-                    static_cast<int>(EventType::kInformation) == 4,
-                "ReportEvent's own type values");
 }
 
 TEST(SimulatedEventLog, KeepsEntriesInOrderAndLosesTheOneThatFailed) {
   SimulatedEventLog log;
-  EXPECT_EQ(log.Source(), L"Tarnvale");
   ASSERT_TRUE(log.Report(EventType::kInformation, 0x60000006, {L"CORP\\ann"}));
   log.FailOp(SimulatedEventLog::Op::kReport, err::kNotEnoughMemory);
   EXPECT_EQ(ErrorOf(log.Report(EventType::kError, 0xe000000b, {L"CORP\\ann", L"5"})), err::kNotEnoughMemory);

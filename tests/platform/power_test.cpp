@@ -9,31 +9,18 @@ using Kind = SimulatedPower::Request::Kind;
 
 ErrorCode ErrorOf(BOOL ok) { return ok ? err::kSuccess : GetLastErrorCode(); }
 
-TEST(SimulatedPower, SuspendAndShutdownNeedTheEnabledPrivilege) {
-  SimulatedPower p;
-  EXPECT_EQ(ErrorOf(p.Suspend(false)), err::kPrivilegeNotHeld);
-  EXPECT_EQ(ErrorOf(p.StartShutdown({})), err::kPrivilegeNotHeld);
-  ASSERT_TRUE(p.SetShutdownPrivilege(true));
-  EXPECT_TRUE(p.Suspend(false));
-  ASSERT_TRUE(p.SetShutdownPrivilege(false));
-  EXPECT_FALSE(p.Suspend(true));
-  // A process without the privilege cannot enable it.
-  p.SetPrivilegeHeld(false);
-  EXPECT_EQ(ErrorOf(p.SetShutdownPrivilege(true)), err::kNotAllAssigned);
-  EXPECT_FALSE(p.PrivilegeEnabled());
-}
-
-TEST(SimulatedPower, MissingHibernationFailsSoTheFallbackCanSleep) {
+// What the service's fallbacks rely on: no enabled privilege, no power action; a missing
+// hibernation fails so that sleep can be tried; only a pending shutdown can be aborted.
+TEST(SimulatedPower, ActionsNeedThePrivilegeAndTheCapability) {
   SimulatedPower p;
   p.SetCapabilities({true, false, true});
-  PowerCapabilities caps;
-  ASSERT_TRUE(p.GetCapabilities(caps));
-  EXPECT_FALSE(caps.canHibernate);
+  EXPECT_EQ(ErrorOf(p.Suspend(false)), err::kPrivilegeNotHeld);
+  EXPECT_EQ(ErrorOf(p.StartShutdown({})), err::kPrivilegeNotHeld);
   ASSERT_TRUE(p.SetShutdownPrivilege(true));
   EXPECT_EQ(ErrorOf(p.Suspend(true)), err::kNotSupported);
   EXPECT_TRUE(p.Suspend(false));
 
-  // A shutdown keeps the product's parameters as asked.
+  EXPECT_EQ(ErrorOf(p.AbortShutdown()), err::kNoShutdownInProgress);
   ShutdownRequest req;
   req.timeoutSeconds = 1;
   ASSERT_TRUE(p.StartShutdown(req));
@@ -41,17 +28,14 @@ TEST(SimulatedPower, MissingHibernationFailsSoTheFallbackCanSleep) {
   EXPECT_EQ(last.kind, Kind::kShutdown);
   EXPECT_EQ(last.shutdown.reason, kShutdownReasonPlanned);
   EXPECT_FALSE(last.shutdown.reboot || last.shutdown.forceAppsClosed);
-}
-
-TEST(SimulatedPower, OnlyAPendingShutdownCanBeAborted) {
-  SimulatedPower p;
-  EXPECT_EQ(ErrorOf(p.AbortShutdown()), err::kNoShutdownInProgress);
-  ASSERT_TRUE(p.SetShutdownPrivilege(true));
-  ASSERT_TRUE(p.StartShutdown({}));
-  EXPECT_TRUE(p.ShutdownPending());
   EXPECT_TRUE(p.AbortShutdown());
   EXPECT_FALSE(p.ShutdownPending());
-  EXPECT_FALSE(p.AbortShutdown());
+
+  // A process without the privilege cannot enable it.
+  ASSERT_TRUE(p.SetShutdownPrivilege(false));
+  p.SetPrivilegeHeld(false);
+  EXPECT_EQ(ErrorOf(p.SetShutdownPrivilege(true)), err::kNotAllAssigned);
+  EXPECT_FALSE(p.PrivilegeEnabled());
 }
 
 #ifdef _WIN32
