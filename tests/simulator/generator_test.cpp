@@ -11,29 +11,8 @@ namespace {
 
 using test::MustParse;
 
-// The users, their groups and every event, as one comparable text.
-std::wstring Week(const Scenario& s) {
-  std::wstring out;
-  for (const ScenarioSession& x : s.sessions) {
-    out += x.user + L":";
-    for (const std::wstring& g : x.globalGroups) out += g + L",";
-  }
-  for (const ScenarioEvent& e : s.events)
-    out += L" " + std::to_wstring(e.at) + L"/" + std::to_wstring(e.session) + L"/" + std::to_wstring(int(e.verb));
-  return out;
-}
-
-TEST(Generator, TheSameSeedGivesTheSameWeekAndAnotherSeedAnother) {
-  const std::wstring text = L"start 2024-01-08\ngenerate sessions=200 seed=42\n";
-  const Scenario a = MustParse(text);
-  const Scenario b = MustParse(text);
-  EXPECT_EQ(Week(a), Week(b));
-  EXPECT_NE(Week(a), Week(MustParse(L"start 2024-01-08\ngenerate sessions=200 seed=43\n")));
-  ASSERT_EQ(a.sessions.size(), 200u);
-  EXPECT_GT(a.events.size(), 200u * 5 * 6);
-  EXPECT_LT(a.events.size(), 200u * 7 * 16);
-}
-
+// Same-seed determinism and the shape of a generated week are pinned by timeline_golden_test,
+// which runs generated weeks; here, any start, seed and length gives a consistent scenario.
 TEST(Generator, MakesConsistentOfficeDaysForAnyStartSeedAndLength) {
   for (const wchar_t* start : {L"2024-01-12", L"2024-02-29"}) {
     for (int seed : {0, 99}) {
@@ -60,18 +39,6 @@ TEST(Generator, MakesConsistentOfficeDaysForAnyStartSeedAndLength) {
       }
     }
   }
-}
-
-TEST(Generator, WorkdaysAreBusyAndWeekendsQuiet) {
-  const Scenario s = MustParse(L"start 2024-01-08\ngenerate sessions=300 seed=5\n");
-  int logonsByDay[7] = {};
-  for (const ScenarioEvent& e : s.events) {
-    if (e.verb == ScenarioVerb::kLogon) ++logonsByDay[e.at / 86400];
-  }
-  // Monday: nearly everyone comes in, most by logging on.
-  EXPECT_GT(logonsByDay[0], 250);
-  for (int weekend : {5, 6}) EXPECT_LT(logonsByDay[weekend], 30) << weekend;
-  EXPECT_GT(logonsByDay[5] + logonsByDay[6], 0);
 }
 
 }  // namespace

@@ -42,21 +42,5 @@ TEST(Report, TimelineHasADayHeadingPerDayAndMarksWhoActed) {
   EXPECT_EQ(FormatWhen(s, 86400 + 61), L"Sun 00:01:01");
 }
 
-TEST(Report, SummaryExplainsTheSparedAndThePowerActions) {
-  const Scenario s = test::MustParse(L"days 2\n");
-  SimulationResult r;
-  r.summary.sessions = 1;
-  r.summary.sparedLastActive = 2;
-  r.summary.sparedSchedule = 1;
-  r.summary.shutdowns = 1;
-  r.summary.suspends = 3;
-  const std::string text = FormatSummary(s, r);
-  for (const char* line : {"Summary: 1 session, 2024-01-01 to 2024-01-02 (2 days)",
-                           "Sessions spared at their time-out             3   (most recent user 2, schedule 1)",
-                           "Power actions                                 4   (shutdown 1, sleep or hibernate 3)"})
-    EXPECT_NE(text.find(line), std::string::npos) << line << " in\n" << text;
-  EXPECT_EQ(text.find("Errors"), std::string::npos);  // only when there were any
-}
-
 }  // namespace
 }  // namespace tv
