@@ -55,7 +55,6 @@ TEST_F(SessionMonitorTest, ActivityRestartsTheFullTimeoutAndEndsAWarning) {
   s->Step();
   EXPECT_FALSE(s->FindMonitor(1)->InWarning());
   EXPECT_EQ(SecondsToWarning(2), 300u);
-  EXPECT_TRUE(w.LoggedOff().empty());
   // Activity and the round's own time-out arriving in the same second: the activity wins.
   s->Run(119);
   s->SignalActivity(1);
