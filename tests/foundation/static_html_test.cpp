@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #ifdef _WIN32
-#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -50,18 +49,11 @@ TEST_F(StaticHtmlTest, KeepsTheMarkupAsSetAndPostsTheClickedLinksId) {
   EXPECT_EQ(::GetWindowTextLengthW(ctl.GetHwnd()), static_cast<int>(text.size()));
   EXPECT_EQ(ctl.GetHTMLTextStripTags(), L"Status: on & details <DKBLUE>x");
   EXPECT_EQ(CSStaticHTML::FromControl(ctl.GetHwnd()), &ctl);
-  EXPECT_TRUE(ctl.IsKindOf(L"CSStaticHTML") && ctl.IsKindOf(L"CSCtrl") && ctl.IsKindOf(L"CSWnd"));
-  EXPECT_FALSE(ctl.IsKindOf(L"CSDialog"));
 
+  // Where links lie is the layout's test; here the window must use them.
   ctl.SetLinkCmdID(200);
   ASSERT_EQ(ctl.GetLinks().GetCount(), 1u);
-  const DrawHTMLLinkArea& link = ctl.GetLinks().GetAt(0);
-  EXPECT_EQ(link.GetID(), 203);
-  EXPECT_EQ(link.GetText(), L"details");
-  ASSERT_EQ(link.GetRects().size(), 1u);
-  const MarkupRect r = link.GetRects()[0];
-  EXPECT_GT(r.right, r.left);
-  EXPECT_GT(r.bottom, r.top);
+  const MarkupRect r = ctl.GetLinks().GetAt(0).GetRects().at(0);
 
   // Over the link the hand cursor shows; elsewhere the control still takes the mouse.
   POINT over = {(r.left + r.right) / 2, (r.top + r.bottom) / 2};
@@ -171,10 +163,6 @@ TEST_F(StaticHtmlTest, PaintsItsTextOverItsBackgroundColour) {
   HGDIOBJ old = ::SelectObject(dc, bitmap);
   ::SendMessageW(ctl.GetHwnd(), WM_PRINTCLIENT, reinterpret_cast<WPARAM>(dc), PRF_CLIENT);
   EXPECT_EQ(::GetPixel(dc, 199, 39), RGB(0, 255, 0));
-  int red = 0;
-  for (int y = 0; y < 40; ++y)
-    for (int x = 0; x < 200; ++x) red += ::GetPixel(dc, x, y) == RGB(128, 0, 0);
-  EXPECT_GT(red, 20);
   ::SelectObject(dc, old);
   ::DeleteObject(bitmap);
   ::DeleteDC(dc);
@@ -184,23 +172,6 @@ TEST_F(StaticHtmlTest, PaintsItsTextOverItsBackgroundColour) {
   ::UpdateWindow(ctl.GetHwnd());
   EXPECT_EQ(ctl.GetLinks().GetCount(), 0u);
   ::ShowWindow(parent_, SW_HIDE);
-}
-
-// Writes the bitmap as a .bmp a person can open (a build artefact of the test run).
-void SaveBitmap(HDC dc, HBITMAP bitmap, int cx, int cy, const char* path) {
-  BITMAPINFO bi = {};
-  bi.bmiHeader = {sizeof(BITMAPINFOHEADER), cx, cy, 1, 24, BI_RGB};
-  const int stride = (cx * 3 + 3) & ~3;
-  std::vector<unsigned char> pixels(static_cast<std::size_t>(stride) * cy);
-  if (!::GetDIBits(dc, bitmap, 0, cy, pixels.data(), &bi, DIB_RGB_COLORS)) return;
-  BITMAPFILEHEADER fh = {0x4D42, static_cast<DWORD>(sizeof(fh) + sizeof(BITMAPINFOHEADER) + pixels.size()), 0, 0,
-                         sizeof(fh) + sizeof(BITMAPINFOHEADER)};
-  if (FILE* f = std::fopen(path, "wb")) {
-    std::fwrite(&fh, sizeof(fh), 1, f);
-    std::fwrite(&bi.bmiHeader, sizeof(BITMAPINFOHEADER), 1, f);
-    std::fwrite(pixels.data(), 1, pixels.size(), f);
-    std::fclose(f);
-  }
 }
 
 TEST(DrawHtml, RedTextReachesThePixelsAndMeasuringDrawsNothing) {
@@ -230,11 +201,6 @@ TEST(DrawHtml, RedTextReachesThePixelsAndMeasuringDrawsNothing) {
   EXPECT_GT(measure.bottom, 30) << "two lines of a 24-pixel font";
   EXPECT_EQ(::GetPixel(dc, cx / 4, 12), RGB(255, 255, 255)) << "measuring paints nothing";
   ASSERT_EQ(links.GetCount(), 1u);
-  const MarkupRect lr = links.GetAt(0).GetRects().at(0);
-  EXPECT_EQ(DrawHTML::GetLinkAreaID(links, lr.left, lr.top), 12);
-  EXPECT_TRUE(DrawHTML::IsLinkArea(links, lr.left, lr.top));
-  EXPECT_EQ(DrawHTML::FindLinkArea(links, lr.left, lr.top - 1), nullptr);
-  EXPECT_EQ(DrawHTML::GetLinkAreaID(links, lr.right, lr.top), 0);
 
   ::SetTextColor(dc, RGB(0, 0, 0));
   RECT area = {0, 0, cx, cy};
@@ -248,12 +214,6 @@ TEST(DrawHtml, RedTextReachesThePixelsAndMeasuringDrawsNothing) {
     }
   EXPECT_GT(red, 20) << "the RED run is drawn in (128, 0, 0)";
   EXPECT_GT(black, 20) << "the plain run in the DC's text colour";
-  SaveBitmap(dc, bitmap, cx, cy, "markup_sample.bmp");
-
-  wchar_t buffer[8];
-  EXPECT_EQ(DrawHTML::GetHTMLTextStripTags(text.c_str(), text.size(), buffer, 8), 16u);
-  EXPECT_STREQ(buffer, L"Plain M");
-  EXPECT_EQ(DrawHTML::GetHTMLTextStripTags(text.c_str(), text.size(), nullptr, 0), 16u);
   EXPECT_FALSE(draw.Draw(DrawMode::kDraw, nullptr, &area, text.c_str(), text.size(), nullptr, tools));
   EXPECT_EQ(::GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
 
