@@ -37,6 +37,15 @@ std::wstring ItemText(HWND box, int id) {
   return text;
 }
 
+// Presses `id` at the first tick.
+Script Pressing(int id, bool byMessage = false) {
+  Script s;
+  s.at = 1;
+  s.id = id;
+  s.byMessage = byMessage;
+  return s;
+}
+
 int Drive(void* box, int tick, void* context) {
   auto* s = static_cast<Script*>(context);
   HWND hwnd = static_cast<HWND>(box);
@@ -88,40 +97,19 @@ class MsgBoxDialog : public testing::Test {
 };
 HMODULE MsgBoxDialog::module_ = nullptr;
 
-TEST_F(MsgBoxDialog, ButtonsAnswerTheirSetsResultsByIdOrByTheApplicationMessage) {
-  struct Case {
-    std::uint32_t flags;
-    int id;
-    bool byMessage;
-    int expected;
-  };
-  const Case cases[] = {
-      {0, IDC_MSGEX_BUTTON1, false, 1},          {3, IDC_MSGEX_BUTTON2, true, 7},
-      {3 | 0x4000000, IDC_MSGEX_BUTTON3, true, 2}, {4, IDCANCEL, true, 7},
-      {2, IDC_MSGEX_BUTTON2, false, 11},        {5, IDC_MSGEX_BUTTON1, true, 4},
-      {1, IDOK, true, 1},
-  };
-  for (const Case& c : cases) {
-    Script s;
-    s.at = 1;
-    s.id = c.id;
-    s.byMessage = c.byMessage;
-    EXPECT_EQ(Run(c.flags, s), c.expected) << "flags " << c.flags << " id " << c.id;
-    EXPECT_EQ(s.text, L"Proceed?");
-    EXPECT_EQ(s.caption, L"Tarnvale");
-  }
-  Script s;
-  s.at = 1;
-  s.id = IDC_MSGEX_BUTTON3;
-  EXPECT_EQ(Run(3 | 0x4000000, s), 2);
-  EXPECT_EQ(s.captions, (std::vector<std::wstring>{L"&Yes", L"&No", L"&Ignore"}));
-  EXPECT_EQ(s.visible, (std::vector<bool>{true, true, true}));
+// Which result each button of each set gives is msg_box_rules_test's; here, that a click and the
+// application message reach the buttons and the box shows the set, text and icon it was given.
+TEST_F(MsgBoxDialog, ButtonsShowTheirSetAndAnswerByIdOrByTheApplicationMessage) {
+  Script yesNo = Pressing(IDC_MSGEX_BUTTON3, true);
+  EXPECT_EQ(Run(3 | 0x4000000, yesNo), 2);
+  EXPECT_EQ(yesNo.text, L"Proceed?");
+  EXPECT_EQ(yesNo.caption, L"Tarnvale");
+  EXPECT_EQ(yesNo.captions, (std::vector<std::wstring>{L"&Yes", L"&No", L"&Ignore"}));
+  EXPECT_EQ(yesNo.visible, (std::vector<bool>{true, true, true}));
   EXPECT_EQ(MsgExGetCurrentBox(), nullptr) << "the box is gone";
-  EXPECT_EQ(s.iconWidth, 48) << "the product's icon at the size for a 96-dpi screen";
+  EXPECT_EQ(yesNo.iconWidth, 48) << "the product's icon at the size for a 96-dpi screen";
 
-  Script ok;
-  ok.at = 1;
-  ok.id = IDC_MSGEX_BUTTON1;
+  Script ok = Pressing(IDC_MSGEX_BUTTON1);
   EXPECT_EQ(Run(1, ok), 1);
   EXPECT_EQ(ok.visible, (std::vector<bool>{true, false, true}));
   EXPECT_EQ(ok.captions[2], L"&Cancel");
@@ -136,9 +124,7 @@ TEST_F(MsgBoxDialog, StringNumbersComeFromTheResourceModuleWithTheWarningTexts) 
     EXPECT_EQ(std::wstring(text, n), ResolveMsgText(MsgId(-id)));
     EXPECT_EQ(std::wstring(text, n), LoadStr(id));
   }
-  Script s;
-  s.at = 1;
-  s.id = IDOK;
+  Script s = Pressing(IDOK);
   EXPECT_EQ(Run(0, s, nullptr, MsgId(-IDS_WARNING_TEXT)), 1);
   EXPECT_EQ(s.text, LoadStr(IDS_WARNING_TEXT)) << "a negative number shows that string";
 }
@@ -152,9 +138,7 @@ int Veto(void*, int id, void* context) {
 TEST_F(MsgBoxDialog, ButtonCallbackCanKeepTheBoxOpenAndTimerTextChangesAreReadable) {
   std::vector<int> asked;
   MsgExSetButtonCallback(&Veto, &asked);
-  Script s;
-  s.at = 1;
-  s.id = IDC_MSGEX_BUTTON1;
+  Script s = Pressing(IDC_MSGEX_BUTTON1);
   // The first press is vetoed; the test's last-resort press at tick 40 then closes it.
   EXPECT_EQ(Run(0, s), 2);
   EXPECT_EQ(asked, (std::vector<int>{1, IDC_MSGEX_BUTTON3}));
@@ -163,9 +147,7 @@ TEST_F(MsgBoxDialog, ButtonCallbackCanKeepTheBoxOpenAndTimerTextChangesAreReadab
 
 TEST_F(MsgBoxDialog, DontShowAgainIsWrittenBackAndThenAnswersForTheBox) {
   int dontShow = 0;
-  Script s;
-  s.at = 1;
-  s.id = IDC_MSGEX_BUTTON2;
+  Script s = Pressing(IDC_MSGEX_BUTTON2);
   s.checkBox = true;
   EXPECT_EQ(Run(4, s, &dontShow), 7);
   EXPECT_EQ(dontShow, 1);

@@ -82,24 +82,18 @@ class ScheduleCtrlTest : public ::testing::Test {
   int rowHeight_ = 0;
 };
 
+// Where a drag snaps and what a state does to the week is the model's (schedule_selection_test);
+// here, the mouse reaching it with capture, and the colours the painting uses.
 TEST_F(ScheduleCtrlTest, DragSelectsAndTheStateIsPaintedInItsColours) {
   EXPECT_GT(g_.left, 10) << "room for the day labels";
   EXPECT_GT(rowHeight_, 4) << "rows as high as the labels' font";
   EXPECT_EQ(::SendMessageW(grid_.GetHwnd(), WM_GETDLGCODE, 0, 0), DLGC_WANTARROWS);
-  EXPECT_EQ(grid_.GetDayLabel(0).empty(), false);
 
   ::SendMessageW(grid_.GetHwnd(), WM_LBUTTONDOWN, MK_LBUTTON, At(14, 30, 2));
   EXPECT_EQ(::GetCapture(), grid_.GetHwnd());
   ::SendMessageW(grid_.GetHwnd(), WM_MOUSEMOVE, MK_LBUTTON, At(9, 0, 0));
   ::SendMessageW(grid_.GetHwnd(), WM_LBUTTONUP, 0, At(9, 0, 0));
   EXPECT_NE(::GetCapture(), grid_.GetHwnd());
-  SelectionSpan span;
-  ASSERT_TRUE(grid_.Model().GetSpan(span));
-  EXPECT_EQ(span.firstRow, 0);
-  EXPECT_EQ(span.lastRow, 2);
-  EXPECT_EQ(span.firstHour, 9);
-  EXPECT_EQ(span.lastHour, 14);
-
   EXPECT_EQ(PixelAt(1, 20), ScheduleCtrl::ActiveColor(true)) << "selected, active";
   EXPECT_EQ(PixelAt(1, 40), ScheduleCtrl::ActiveColor(false)) << "outside the selection";
   ASSERT_TRUE(grid_.SetSelectionState(FALSE));
@@ -111,7 +105,6 @@ TEST_F(ScheduleCtrlTest, DragSelectsAndTheStateIsPaintedInItsColours) {
   wchar_t text[256];
   grid_.GetSchedule(text, 256);
   EXPECT_EQ(std::wstring(text).substr(0, 30), L"Mon 0:00-9:00, Mon 15:00-24:00");
-  EXPECT_FALSE(grid_.SetSelectionState(TRUE)) << "no selection: a beep";
 
   // Granularity 1 is accepted and paints an empty grid.
   ASSERT_TRUE(grid_.SetGranularity(1));
@@ -153,14 +146,9 @@ TEST_F(ScheduleCtrlTest, ReplacesThePlaceholderAndKeepsItsPlaceAndId) {
   ::MapWindowPoints(nullptr, host_.GetHwnd(), reinterpret_cast<POINT*>(&rect), 2);
   EXPECT_EQ(rect.left, 20);
   EXPECT_EQ(rect.bottom, 180);
-  EXPECT_TRUE(replaced.IsKindOf(L"ScheduleCtrl"));
   EXPECT_TRUE(replaced.IsKindOf(L"CSWnd"));
   ScheduleCtrl none;
   EXPECT_FALSE(none.ReplaceControl(host_.GetHwnd(), 2002));
-
-  EXPECT_TRUE(replaced.SetSchedule(L"Tue 8:00-9:00, "));
-  EXPECT_FALSE(replaced.IsAllOn());
-  EXPECT_EQ(replaced.ScheduleTextToStore(), L"Tue 8:00-9:00, ");
   EXPECT_FALSE(replaced.SetDisplayDays(3));
   EXPECT_TRUE(replaced.SetDisplayDays(2));
   EXPECT_EQ(replaced.GetDayLabel(1), L"Tue");
