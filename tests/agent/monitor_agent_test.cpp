@@ -38,8 +38,7 @@ class MonitorAgent : public ::testing::Test {
     return hwnd;
   }
 
-  // Drives input with `send` every 20 ms for `ms` and answers the ticks at which the idle event
-  // was seen set.
+  // Drives input with `send` every 20 ms for `ms`; answers the ticks the idle event was seen set.
   std::vector<ULONGLONG> SignalsDuring(DWORD ms, bool (*send)()) {
     std::vector<ULONGLONG> seen;
     const ULONGLONG end = ::GetTickCount64() + ms;
@@ -55,32 +54,14 @@ class MonitorAgent : public ::testing::Test {
   ProductKey key_;
 };
 
-TEST_F(MonitorAgent, TypingSignalsTheIdleEventAboutOncePerSecond) {
-  Launched agent(Switch());
-  HWND hwnd = WaitForWindow(agent);
-  ASSERT_NE(hwnd, nullptr);
-  EXPECT_FALSE(::IsWindowVisible(hwnd));
-
-  const auto seen = SignalsDuring(4500, &TypeKey);
-  // One at once, then one each second: 5 in 4.5 s, give or take the edges.
-  EXPECT_GE(seen.size(), 4u);
-  EXPECT_LE(seen.size(), 6u);
-  for (size_t i = 1; i < seen.size(); ++i) {
-    // 1000 ms apart at the agent; this side may wake up to a scheduling slice late for one.
-    EXPECT_GE(seen[i] - seen[i - 1], 900u) << "signals " << i - 1 << " and " << i;
-  }
-
-  events_.quit.Set();
-  EXPECT_EQ(agent.ExitCode(), 0);
-  EXPECT_EQ(AgentWindow(), nullptr);
-  events_.quit.Clear();
-}
-
-TEST_F(MonitorAgent, WithKeyboardOffOnlyTheMouseCounts) {
+// How often input becomes a signal, and which kinds count, are activity_gate_test's; here, that
+// the hook's input reaches the session's idle event and the switches are read from the registry.
+TEST_F(MonitorAgent, InputSignalsTheIdleEventAndWithKeyboardOffOnlyTheMouseCounts) {
   key_.Set(L"MonitorKB", 0);
   Launched agent(Switch());
   HWND hwnd = WaitForWindow(agent);
   ASSERT_NE(hwnd, nullptr);
+  EXPECT_FALSE(::IsWindowVisible(hwnd));
 
   EXPECT_TRUE(SignalsDuring(2000, &TypeKey).empty());
   EXPECT_FALSE(SignalsDuring(2000, &NudgeMouse).empty());
@@ -128,11 +109,10 @@ TEST_F(MonitorAgent, OneAgentPerDesktopAndEachWayOfEndingIsClean) {
   }
 }
 
+// Which numbers are refused is dispatch_test's; here, the exit code a refusal ends with.
 TEST_F(MonitorAgent, BadSessionNumbersEndAtOnce) {
-  for (const wchar_t* arguments : {L"/monitor:abc", L"/monitor:", L"/monitor:-1", L"/monitor=99999999999"}) {
-    Launched agent(arguments);
-    EXPECT_EQ(agent.ExitCode(), 87) << testing::PrintToString(std::wstring(arguments));
-  }
+  Launched bad(L"/monitor:-1");
+  EXPECT_EQ(bad.ExitCode(), 87);
   Launched bare(L"/monitor");
   EXPECT_EQ(bare.ExitCode(), 0) << "no number is no request";
   EXPECT_EQ(AgentWindow(), nullptr);
