@@ -5,6 +5,7 @@
 #include <objsel.h>
 
 #include "config_ui/win32/dlg_account_chooser.h"
+#include "platform/win32/com_scope.h"
 
 namespace tv {
 namespace {
@@ -185,21 +186,6 @@ int CollectPicked(void* context, const PickedObject* object, std::size_t) {
   if (object) static_cast<std::vector<PickedObject>*>(context)->push_back(*object);
   return 1;
 }
-
-// COM for the picker on this thread, as long as the call lasts; a thread already in COM (the
-// main dialog's) keeps its own set-up.
-class ComScope {
- public:
-  ComScope() : hr_(::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)) {}
-  ~ComScope() {
-    if (SUCCEEDED(hr_)) ::CoUninitialize();
-  }
-  ComScope(const ComScope&) = delete;
-  ComScope& operator=(const ComScope&) = delete;
-
- private:
-  HRESULT hr_;
-};
 
 }  // namespace
 

@@ -1,6 +1,7 @@
 // Win32 implementation of the group-policy object seam: the system's IGroupPolicyObject. Its
 // section keys are real registry keys, so the default key store serves them.
 #include "platform/win32/windows_include.h"
+#include "platform/win32/com_scope.h"
 
 #include <objbase.h>
 #include <prsht.h>
@@ -27,21 +28,6 @@ GUID ToGuid(const gpo::Guid& g) {
   for (int i = 0; i < 8; ++i) out.Data4[i] = g.data4[i];
   return out;
 }
-
-// COM for the calling thread for as long as one object lives; a thread that already entered
-// another apartment keeps it (and COM is usable there too).
-class ComScope {
- public:
-  ComScope() : hr_(::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)) {}
-  ~ComScope() {
-    if (SUCCEEDED(hr_)) ::CoUninitialize();
-  }
-  ComScope(const ComScope&) = delete;
-  ComScope& operator=(const ComScope&) = delete;
-
- private:
-  HRESULT hr_;
-};
 
 class Win32Gpo final : public GroupPolicyObject {
  public:
