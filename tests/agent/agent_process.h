@@ -8,54 +8,28 @@
 #include <gtest/gtest.h>
 
 #include <cwchar>
-#include <functional>
 #include <string>
 #include <vector>
 
 #include "entry/launcher_location.h"
 #include "foundation/event.h"
 #include "platform/win32/windows_include.h"
+#include "support/ui_driver.h"
 
 namespace tv::test {
 
-inline bool Eventually(const std::function<bool()>& condition, DWORD limitMs) {
-  const ULONGLONG end = ::GetTickCount64() + limitMs;
-  for (;;) {
-    if (condition()) return true;
-    if (::GetTickCount64() >= end) return false;
-    ::Sleep(50);
-  }
-}
-
 // TV64.EXE of `folder` with `arguments`, ended and closed when it goes out of scope.
-class Launched {
+class Launched : public ChildProcess {
  public:
-  explicit Launched(const std::wstring& arguments, const std::wstring& folder = LauncherFolder()) {
-    const std::wstring exe = folder + L"TV64.EXE";
-    std::wstring line = L"\"" + exe + L"\" " + arguments;
-    STARTUPINFOW si{};
-    si.cb = sizeof(si);
-    if (::CreateProcessW(exe.c_str(), line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si, &pi_))
-      ::CloseHandle(pi_.hThread);
-  }
-  ~Launched() {
-    if (!pi_.hProcess) return;
-    if (::WaitForSingleObject(pi_.hProcess, 0) != WAIT_OBJECT_0) ::TerminateProcess(pi_.hProcess, 99);
-    ::WaitForSingleObject(pi_.hProcess, 15000);
-    ::CloseHandle(pi_.hProcess);
-  }
-  bool Started() const { return pi_.hProcess != nullptr; }
-  DWORD Pid() const { return pi_.dwProcessId; }
+  explicit Launched(const std::wstring& arguments, const std::wstring& folder = LauncherFolder())
+      : started_(Start(folder + L"TV64.EXE", arguments) != FALSE) {}
+  bool Started() const { return started_; }
+  DWORD Pid() const { return Id(); }
   // The exit code, or -1 when the process is still running after `limitMs`.
-  int ExitCode(DWORD limitMs = 15000) const {
-    if (::WaitForSingleObject(pi_.hProcess, limitMs) != WAIT_OBJECT_0) return -1;
-    ::DWORD code = 0;
-    ::GetExitCodeProcess(pi_.hProcess, &code);
-    return static_cast<int>(code);
-  }
+  int ExitCode(DWORD limitMs = 15000) { return Wait(limitMs); }
 
  private:
-  PROCESS_INFORMATION pi_{};
+  bool started_;
 };
 
 inline DWORD WindowPid(HWND hwnd) {
@@ -67,32 +41,7 @@ inline DWORD WindowPid(HWND hwnd) {
 inline HWND AgentWindow() { return ::FindWindowW(L"TARNVALE_MONITOR", nullptr); }
 
 // A visible dialog of process `pid` (with `caption`, when given), or null.
-inline HWND FindBox(DWORD pid, const wchar_t* caption = nullptr) {
-  struct Search {
-    DWORD pid;
-    const wchar_t* caption;
-    HWND found;
-  } search{pid, caption, nullptr};
-  ::EnumWindows(
-      [](HWND hwnd, LPARAM p) -> BOOL {
-        auto* s = reinterpret_cast<Search*>(p);
-        wchar_t cls[16] = {}, text[32] = {};
-        ::GetClassNameW(hwnd, cls, 16);
-        ::GetWindowTextW(hwnd, text, 32);
-        if (WindowPid(hwnd) != s->pid || std::wcscmp(cls, L"#32770") != 0 || !::IsWindowVisible(hwnd)) return TRUE;
-        if (s->caption && std::wcscmp(text, s->caption) != 0) return TRUE;
-        s->found = hwnd;
-        return FALSE;
-      },
-      reinterpret_cast<LPARAM>(&search));
-  return search.found;
-}
-
-inline std::wstring ItemText(HWND box, int id) {
-  wchar_t text[1024] = {};
-  ::SendMessageW(::GetDlgItem(box, id), WM_GETTEXT, std::size(text), reinterpret_cast<LPARAM>(text));
-  return text;
-}
+inline HWND FindBox(DWORD pid, const wchar_t* caption = nullptr) { return FindTopWindow(pid, L"#32770", caption); }
 
 // The idle, cancel and quit events of session `session`, made as the service makes them:
 // interactive users may only set (or wait on) them.

@@ -17,10 +17,10 @@
 namespace tv::test {
 
 // How long a test waits for a window, a text or a process of the program it drives.
-inline constexpr DWORD kUiLimitMs = 20000;
+inline constexpr ::DWORD kUiLimitMs = 20000;
 
 // Polls `condition` every 50 ms until it holds (true) or `limitMs` passes (false).
-bool Eventually(const std::function<bool()>& condition, DWORD limitMs = kUiLimitMs);
+bool Eventually(const std::function<bool()>& condition, ::DWORD limitMs = kUiLimitMs);
 
 // A program started for one test; one still running when the owner goes is terminated.
 class ChildProcess {
@@ -32,9 +32,9 @@ class ChildProcess {
 
   // Starts `exe` with `arguments` (may be empty). 0 with the system's error when it cannot.
   BOOL Start(const std::wstring& exe, const std::wstring& arguments);
-  DWORD Id() const { return info_.dwProcessId; }
+  ::DWORD Id() const { return info_.dwProcessId; }
   // The exit code, or -1 when the process has not ended within `limitMs`.
-  int Wait(DWORD limitMs = kUiLimitMs);
+  int Wait(::DWORD limitMs = kUiLimitMs);
 
  private:
   PROCESS_INFORMATION info_{};
@@ -53,16 +53,16 @@ class PumpedWindow {
 
  private:
   std::atomic<HWND> window_{nullptr};
-  std::atomic<DWORD> threadId_{0};
+  std::atomic<::DWORD> threadId_{0};
   std::atomic<bool> ready_{false};
   std::thread thread_;
 };
 
 // A visible top-level window of `process` with class `className` and exactly the caption
 // `caption`, or null.
-HWND FindTopWindow(DWORD process, const wchar_t* className, const wchar_t* caption);
+HWND FindTopWindow(::DWORD process, const wchar_t* className, const wchar_t* caption);
 // The same, waiting up to `limitMs` for it to appear.
-HWND WaitForTopWindow(DWORD process, const wchar_t* className, const wchar_t* caption, DWORD limitMs = kUiLimitMs);
+HWND WaitForTopWindow(::DWORD process, const wchar_t* className, const wchar_t* caption, ::DWORD limitMs = kUiLimitMs);
 
 // What the window answers to WM_GETTEXT ("" when it does not answer within the limit).
 std::wstring TextOf(HWND window);
@@ -70,7 +70,7 @@ std::wstring ItemText(HWND dialog, int id);
 // Sets what the control shows (WM_SETTEXT, so the control notifies its dialog as on typing).
 BOOL SetItemText(HWND dialog, int id, const std::wstring& text);
 // Waits until control `id` of `dialog` shows exactly `text`.
-bool WaitForItemText(HWND dialog, int id, const std::wstring& text, DWORD limitMs = kUiLimitMs);
+bool WaitForItemText(HWND dialog, int id, const std::wstring& text, ::DWORD limitMs = kUiLimitMs);
 
 // The message of a box: the text control of the product's extended box, else the static of
 // the system's message box.
@@ -92,7 +92,7 @@ HWND FocusOf(HWND window);
 BOOL XdoClick(HWND window);
 
 // A key's values and subkeys, by path below it ("Sub\\Name"), with the type and the exact data.
-using RegSnapshot = std::map<std::wstring, std::pair<DWORD, std::vector<BYTE>>>;
+using RegSnapshot = std::map<std::wstring, std::pair<::DWORD, std::vector<BYTE>>>;
 // Everything under `root`\`path`; empty when the key is missing.
 RegSnapshot SnapshotKey(HKEY root, const std::wstring& path);
 
