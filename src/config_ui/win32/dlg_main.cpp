@@ -7,6 +7,7 @@
 
 #include <cstring>
 #include <iterator>
+#include <utility>
 
 #include "config_ui/main_commands.h"
 #include "config_ui/main_dialog_ids.h"
@@ -15,6 +16,7 @@
 #include "config_ui/msg_box.h"
 #include "foundation/app_message.h"
 #include "foundation/string_table.h"
+#include "platform/accounts.h"
 
 namespace tv {
 namespace {
@@ -53,16 +55,11 @@ constexpr const wchar_t* kTriStateItems[] = {L"Not Configured", L"Enabled", L"Di
 
 Tick NowTick() { return static_cast<Tick>(::GetTickCount()); }
 
-std::wstring ComputerName() {
-  wchar_t name[MAX_COMPUTERNAME_LENGTH + 1] = {};
-  ::DWORD size = static_cast<::DWORD>(std::size(name));
-  return ::GetComputerNameW(name, &size) ? std::wstring(name) : std::wstring();
-}
 
 }  // namespace
 
-DlgMain::DlgMain(HINSTANCE resources, ServiceAccess& service)
-    : resources_(resources), service_(service), status_(NowTick()), cpu_(CreateSystemCpuUsage()) {}
+DlgMain::DlgMain(HINSTANCE resources, ServiceAccess& service, std::wstring programFolder)
+    : resources_(resources), service_(service), programFolder_(std::move(programFolder)), status_(NowTick()), cpu_(CreateSystemCpuUsage()) {}
 
 DlgMain::~DlgMain() { SetActivityReportWindow(nullptr); }
 
@@ -97,7 +94,9 @@ BOOL DlgMain::LoadSettings(const std::wstring& gpoPath) {
 BOOL DlgMain::OnInit() {
   HWND hwnd = GetHwnd();
   ::SetWindowTextW(hwnd, L"Tarnvale Lite");
-  computerName_ = ComputerName();
+  // Without a name every picked user keeps its domain, which only makes the entries longer.
+  if (auto accounts = CreateSystemAccounts(); !accounts || !accounts->QueryComputerName(computerName_))
+    computerName_.clear();
   builtInText_ = LoadStr(100);
   builtInTextLocked_ = LoadStr(101);
   SetActivityReportWindow(hwnd);

@@ -25,7 +25,8 @@ inline constexpr std::uint16_t kConfigInstanceId = 309;
 class DlgMain : public CSDlg {
  public:
   // `resources`: the module holding the templates (TV64.DLL). `service` outlives the dialog.
-  DlgMain(HINSTANCE resources, ServiceAccess& service);
+  // `programFolder` (with its trailing separator) holds the installed user guide.
+  DlgMain(HINSTANCE resources, ServiceAccess& service, std::wstring programFolder);
   ~DlgMain() override;
 
   // Loads the settings, builds the dialog and runs it until it closes; answers 1 (OK) or 2
@@ -89,6 +90,7 @@ class DlgMain : public CSDlg {
 
   HINSTANCE resources_;
   ServiceAccess& service_;
+  std::wstring programFolder_;
   MyOpts loaded_;
   MyOpts edited_;
   MyConfig config_;

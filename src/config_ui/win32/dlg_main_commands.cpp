@@ -33,17 +33,6 @@ std::wstring DocumentsFolder() {
   return SUCCEEDED(::SHGetFolderPathW(nullptr, CSIDL_PERSONAL, nullptr, SHGFP_TYPE_CURRENT, path)) ? path : L"";
 }
 
-// The folder of the module holding this code, with its trailing separator.
-std::wstring LibraryFolder() {
-  HMODULE self = nullptr;
-  ::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                       reinterpret_cast<LPCWSTR>(&LibraryFolder), &self);
-  wchar_t path[MAX_PATH] = {};
-  const ::DWORD n = ::GetModuleFileNameW(self, path, MAX_PATH);
-  std::wstring folder(path, n);
-  const std::size_t slash = folder.find_last_of(L"\\/");
-  return slash == std::wstring::npos ? std::wstring() : folder.substr(0, slash + 1);
-}
 
 }  // namespace
 
@@ -328,7 +317,7 @@ void DlgMain::ChooseGpo() {
 void DlgMain::ShowHelp() {
   // The user's guide is installed beside the program as one page; the configuration utility's
   // chapter has its own anchor there.
-  const std::wstring page = LibraryFolder() + L"Tarnvale.html";
+  const std::wstring page = programFolder_ + L"Tarnvale.html";
   if (reinterpret_cast<INT_PTR>(::ShellExecuteW(GetHwnd(), L"open", page.c_str(), nullptr, nullptr, SW_SHOWNORMAL)) <= 32)
     MsgLastError(GetHwnd(), 0xFFFFFFFF, L"%ls", page.c_str());
 }

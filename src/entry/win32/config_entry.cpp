@@ -14,6 +14,7 @@
 #include "config_ui/msg_box.h"
 #include "config_ui/win32/dlg_main.h"
 #include "foundation/cmdline.h"
+#include "entry/process_paths.h"
 #include "entry/service_install.h"
 
 namespace tv {
@@ -48,20 +49,15 @@ bool IsPlainNonAdministrator() {
   return known && type == TokenElevationTypeDefault && !::IsUserAnAdmin();
 }
 
-std::wstring ProgramFolder() {
-  wchar_t path[MAX_PATH] = {};
-  const ::DWORD n = ::GetModuleFileNameW(nullptr, path, MAX_PATH);
-  std::wstring folder(path, n < MAX_PATH ? n : 0);
-  const std::size_t slash = folder.find_last_of(L"\\/");
-  return slash == std::wstring::npos ? std::wstring() : folder.substr(0, slash + 1);
-}
 
 int RestartElevated(const wchar_t* commandLine) {
   if (IsPlainNonAdministrator() &&
       Msg(nullptr, MB_YESNO | MB_ICONINFORMATION,
           L"The Administrator rights are required for this action.\n\nRestart as Administrator?") != IDYES)
     return kExitNoRights;
-  const std::wstring program = ProgramFolder() + L"Tarnvale64.EXE";
+  std::wstring folder;
+  (void)GetLibraryFolder(folder);  // TV64.DLL sits beside the utility's launcher
+  const std::wstring program = folder + L"Tarnvale64.EXE";
   const wchar_t* rest = commandLine ? ParseCmdLn(commandLine, nullptr, 0) : nullptr;
   const std::wstring arguments = rest ? rest : L"";
   SHELLEXECUTEINFOW info{};
@@ -99,7 +95,9 @@ int DoWinMainCFG(void* instance, const wchar_t* commandLine, int showCommand) {
     ::SetForegroundWindow(previous);
   } else {
     InstalledService service;
-    DlgMain dialog(static_cast<HINSTANCE>(MsgGetResourceModule()), service);
+    std::wstring folder;
+    (void)GetLibraryFolder(folder);
+    DlgMain dialog(static_cast<HINSTANCE>(MsgGetResourceModule()), service, folder);
     (void)dialog.Run(showCommand);
   }
   if (SUCCEEDED(com)) ::CoUninitialize();
