@@ -31,11 +31,21 @@ constexpr EventTextEntry kTexts[] = {
     {0xa0000019, L"Tarnvale did not process the idle timeout for user '%1' because according to its schedule "
                  L"Tarnvale was set to be inactive at that time.\r\n"},
     {0xa000001a, L"Tarnvale found the setting '%1' unusable as stored: %2.\r\n"},
+    {0xa000001b, L"Tarnvale received the request to quit its work (control code 129): no session is monitored "
+                 L"until the service is started again.\r\n"},
+    {0xa000001d, L"The monitor process for the user '%1' ended while the session was monitored; Tarnvale started "
+                 L"it again. (Attempt %2)\r\n"},
+    {0xa000001f, L"The input hooks of the monitor process for the user '%1' had stopped reporting input; Tarnvale "
+                 L"installed them again.\r\n"},
     {0xe000000b, L"Tarnvale could not log off the user '%1'. (Code %2)\r\n"},
     {0xe000000f, L"Tarnvale could not start the monitor process for the user '%1'. (Code %2)\r\n"},
     {0xe0000013, L"Tarnvale encountered an error returned from InitiateSystemShutdownEx().\r\n"},
     {0xe0000015, L"Tarnvale encountered an error returned from SetSuspendState().\r\n"},
     {0xe0000018, L"Tarnvale could not log off the stale session for user '%1'. (Code %2)\r\n"},
+    {0xe000001c, L"Tarnvale found the object '%1' already present when it meant to create it. It was not used: "
+                 L"Tarnvale uses an object of its own instead.\r\n"},
+    {0xe000001e, L"The monitor process for the user '%1' kept ending, so Tarnvale stopped monitoring that session "
+                 L"rather than log it off unwarned. (Code %2)\r\n"},
 };
 }  // namespace
 

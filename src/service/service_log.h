@@ -27,11 +27,16 @@ inline constexpr DWORD kNotEnabledAtTimeout = 0xa000000e;   // %1 account
 inline constexpr DWORD kSparedLastActive = 0xa0000016;      // %1 account
 inline constexpr DWORD kScheduleInactive = 0xa0000019;      // %1 account
 inline constexpr DWORD kSettingUnusable = 0xa000001a;       // %1 value name, %2 what and what instead
+inline constexpr DWORD kQuitWorkReceived = 0xa000001b;
+inline constexpr DWORD kAgentRestarted = 0xa000001d;        // %1 account, %2 attempt
+inline constexpr DWORD kHooksReinstalled = 0xa000001f;      // %1 account
 inline constexpr DWORD kLogoffFailed = 0xe000000b;          // %1 account, %2 code
 inline constexpr DWORD kAgentStartFailed = 0xe000000f;      // %1 account, %2 code
 inline constexpr DWORD kShutdownFailed = 0xe0000013;        // %1 code
 inline constexpr DWORD kSuspendFailed = 0xe0000015;         // %1 code
 inline constexpr DWORD kStaleLogoffFailed = 0xe0000018;     // %1 account, %2 code
+inline constexpr DWORD kObjectExisted = 0xe000001c;         // %1 object name
+inline constexpr DWORD kAgentGaveUp = 0xe000001e;           // %1 account, %2 code
 }  // namespace evt
 
 // Writes entry `eventId` with the type its identifier carries and `account` (if not empty) as its
