@@ -44,6 +44,15 @@ ServiceConfig ProductServiceConfig(const std::wstring& command) {
 
 }  // namespace
 
+ServiceFailureActions ProductFailureActions() {
+  ServiceFailureActions f;
+  f.resetSeconds = kRecoveryResetSeconds;
+  f.actions = {{svc::kRecoverRestart, kRecoveryDelayMs},
+               {svc::kRecoverRestart, kRecoveryDelayMs},
+               {svc::kRecoverNone, 0}};
+  return f;
+}
+
 std::wstring MakeServiceCommand(const std::wstring& libraryFolder, const std::wstring& executablePath) {
   const std::wstring program = libraryFolder.empty() ? executablePath : libraryFolder + kLauncherFileName;
   return L"\"" + program + L"\" /service";
@@ -120,16 +129,25 @@ BOOL ServiceInstaller::SendServiceControl(DWORD code) {
   return manager_.Control(service, code, &status);
 }
 
-// The service is there but not running: make it start automatically again and start it. Whether
-// the start itself worked is not the installation's concern (the service manager logs it), so
-// only the attempt is made.
-BOOL ServiceInstaller::StartExisting() {
+BOOL ServiceInstaller::Secure(const ServiceHandle& service) {
+  return manager_.SetSecurity(service, kServiceSddl) && manager_.SetFailureActions(service, ProductFailureActions());
+}
+
+// An existing service may come from a version installed with the service manager's default DACL,
+// so it is secured whatever its state. Whether the start itself worked is not the installation's
+// concern (the service manager logs it), so only the attempt is made.
+BOOL ServiceInstaller::SecureAndStartExisting(DWORD state) {
   ServiceHandle manager;
   if (!manager_.OpenManager(svc::kManagerConnect, manager)) return kFalse;
   ServiceHandle service;
   if (!manager_.Open(manager, kServiceName, kRestartAccess, service)) return kFalse;
-  (void)EnsureAutoStart(service);
-  return manager_.Start(service);
+  if (!Secure(service)) return kFalse;
+  if (state != svc::kRunning) {
+    (void)EnsureAutoStart(service);
+    (void)manager_.Start(service);
+  }
+  SetLastErrorCode(err::kSuccess);
+  return kTrue;
 }
 
 BOOL ServiceInstaller::InstallAndStartService(BOOL silent) {
@@ -141,7 +159,8 @@ BOOL ServiceInstaller::InstallAndStartService(BOOL silent) {
       if (manager_.OpenManager(svc::kManagerCreateService, manager)) {
         ServiceHandle service;
         if (manager_.Create(manager, config, kCreateAccess, service)) {
-          const BOOL started = manager_.Start(service);
+          // A service that would run with the default DACL is not started at all.
+          const BOOL started = Secure(service) && manager_.Start(service);
           service.reset();
           manager.reset();
           if (started) {
@@ -154,16 +173,13 @@ BOOL ServiceInstaller::InstallAndStartService(BOOL silent) {
     const ErrorCode error = GetLastErrorCode();
     if (error == err::kServiceExists) {
       DWORD state = 0;
-      if (QueryServiceState(state)) {
-        if (state == svc::kRunning) {
-          if (!silent) Msg(msgid::kAlreadyStarted);
-        } else {
-          (void)StartExisting();
-        }
+      if (!QueryServiceState(state)) {
+        // The state could not be read: treat it as any other failure, with the original error.
+        SetLastErrorCode(error);
+      } else if (SecureAndStartExisting(state)) {
+        if (state == svc::kRunning && !silent) Msg(msgid::kAlreadyStarted);
         break;
       }
-      // The state could not be read: treat it as any other failure, with the original error.
-      SetLastErrorCode(error);
     }
     const ErrorCode failure = GetLastErrorCode();
     if (silent || !MsgLastError(msgid::kCannotRegister, failure)) {

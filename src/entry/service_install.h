@@ -18,11 +18,25 @@ namespace tv {
 // The service's name, which is also its display name.
 inline constexpr const wchar_t* kServiceName = L"Tarnvale";
 
-// Access rights the installation asks for: query and change the configuration and start (19) on
-// creation; the same plus query status (23) on an existing service; delete, stop and query status
-// (0x10024) for removal.
-inline constexpr DWORD kCreateAccess = svc::kQueryConfig | svc::kChangeConfig | svc::kStart;
+// Access rights the installation asks for: query and change the configuration, start and write
+// the DACL on creation; the same plus query status on an existing service; delete, stop and
+// query status (0x10024) for removal.
+inline constexpr DWORD kCreateAccess = svc::kQueryConfig | svc::kChangeConfig | svc::kStart | svc::kWriteDac;
 inline constexpr DWORD kRestartAccess = kCreateAccess | svc::kQueryStatus;
+
+// The service's DACL. The service manager's default lets interactive users send the service's own
+// controls, so any user of a terminal server could quit the monitoring of every session (129) or
+// flood reloads (128). Local system keeps what a service's own account needs plus start, stop and
+// the controls; administrators get everything; interactive and authenticated users may only read
+// the configuration and status, interrogate and read the DACL.
+inline constexpr const wchar_t* kServiceSddl =
+    L"D:(A;;CCLCSWRPWPDTLOCRRC;;;SY)(A;;CCDCLCSWRPWPDTLOCRSDRCWDWO;;;BA)(A;;CCLCLORC;;;IU)(A;;CCLCLORC;;;AU)";
+
+// The service restarts a minute after its first and second failure; a third within a day is left
+// for an administrator to look at, and a day without failures starts the count again.
+inline constexpr DWORD kRecoveryDelayMs = 60 * 1000;
+inline constexpr DWORD kRecoveryResetSeconds = 24 * 60 * 60;
+ServiceFailureActions ProductFailureActions();
 inline constexpr DWORD kRemoveAccess = svc::kDelete | svc::kStop | svc::kQueryStatus;
 
 // How many times StopServiceAndWait looks for the stopped state, and the pause between looks.
@@ -61,9 +75,11 @@ class ServiceInstaller {
                    std::wstring executablePath, SleepFunction sleep);
 
   // Installs the service (or, when it exists but is not running, makes it start automatically)
-  // and starts it, then registers the event-log source. Unless `silent`, tells the person that it
-  // started, that it was already running, or why installing failed, offering Retry/Cancel. A
-  // failure leaves no half-installed service behind. TRUE on success.
+  // and starts it, then registers the event-log source. The service gets kServiceSddl and
+  // ProductFailureActions, an existing one too; a service that cannot get them counts as not
+  // installed. Unless `silent`, tells the person that it started, that it was already running, or
+  // why installing failed, offering Retry/Cancel. A failure leaves no half-installed service
+  // behind. TRUE on success.
   BOOL InstallAndStartService(BOOL silent);
 
   // Stops the service (waiting for it) and marks it for deletion. FALSE with the error code in
@@ -96,7 +112,11 @@ class ServiceInstaller {
   std::wstring ServiceCommand() const { return MakeServiceCommand(library_folder_, executable_path_); }
 
  private:
-  BOOL StartExisting();
+  // Sets the DACL and the recovery on `service` (opened with kCreateAccess).
+  BOOL Secure(const ServiceHandle& service);
+  // Secures the existing service and, unless it runs, makes it start automatically and starts it.
+  // FALSE only when it could not be opened or secured.
+  BOOL SecureAndStartExisting(DWORD state);
 
   ServiceManager& manager_;
   EventLog& event_log_;

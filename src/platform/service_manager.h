@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "platform/last_error.h"
 #include "platform/types.h"
@@ -33,6 +34,8 @@ inline constexpr DWORD kPauseContinue = 0x0040;
 inline constexpr DWORD kInterrogate = 0x0080;
 inline constexpr DWORD kUserDefinedControl = 0x0100;
 inline constexpr DWORD kDelete = 0x10000;
+inline constexpr DWORD kReadControl = 0x20000;
+inline constexpr DWORD kWriteDac = 0x40000;
 // Control codes (128..255 are the service's own).
 inline constexpr DWORD kControlStop = 1;
 inline constexpr DWORD kControlPause = 2;
@@ -55,6 +58,12 @@ inline constexpr DWORD kDisabled = 4;
 inline constexpr DWORD kErrorNormal = 1;
 // Controls a running service accepts.
 inline constexpr DWORD kAcceptStop = 0x01;
+// What the service manager does when the service ends without reporting that it stopped
+// (SC_ACTION_TYPE).
+inline constexpr DWORD kRecoverNone = 0;
+inline constexpr DWORD kRecoverRestart = 1;
+inline constexpr DWORD kRecoverReboot = 2;
+inline constexpr DWORD kRecoverRunCommand = 3;
 }  // namespace svc
 
 namespace err {
@@ -87,6 +96,24 @@ struct ServiceStatus {
   DWORD checkPoint = 0;
   DWORD waitHint = 0;
   DWORD processId = 0;
+};
+
+// One step of a service's recovery: the n-th failure within a reset period takes the n-th action
+// (the last one for every later failure), after `delayMs`.
+struct ServiceRecoveryAction {
+  DWORD type = svc::kRecoverNone;
+  DWORD delayMs = 0;
+  bool operator==(const ServiceRecoveryAction& o) const { return type == o.type && delayMs == o.delayMs; }
+};
+
+// SERVICE_FAILURE_ACTIONS without the reboot message and the command: the failure count goes back
+// to 0 after `resetSeconds` without a failure.
+struct ServiceFailureActions {
+  DWORD resetSeconds = 0;
+  std::vector<ServiceRecoveryAction> actions;
+  bool operator==(const ServiceFailureActions& o) const {
+    return resetSeconds == o.resetSeconds && actions == o.actions;
+  }
 };
 
 class ServiceManager;
@@ -137,6 +164,14 @@ class ServiceManager {
 
   virtual BOOL ChangeStartType(const ServiceHandle& service, DWORD startType) = 0;
   virtual BOOL SetDescription(const ServiceHandle& service, const std::wstring& description) = 0;
+
+  // Replaces the service's DACL by the one the security-descriptor text `sddl` spells ("D:(A;;...;;;SY)...").
+  // Needs svc::kWriteDac; text that does not parse fails with kInvalidParameter and changes nothing.
+  virtual BOOL SetSecurity(const ServiceHandle& service, const std::wstring& sddl) = 0;
+
+  // Sets what the service manager does after the service fails. Needs svc::kChangeConfig, and
+  // svc::kStart as well when an action restarts the service.
+  virtual BOOL SetFailureActions(const ServiceHandle& service, const ServiceFailureActions& actions) = 0;
 
   // Marks the service for deletion; it goes once it is stopped and every handle to it is closed.
   virtual BOOL Delete(const ServiceHandle& service) = 0;

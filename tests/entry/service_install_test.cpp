@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -21,6 +23,26 @@ using Op = SimulatedServiceManager::Op;
 
 constexpr int kAnswerRetry = 4;
 constexpr int kRetryCancel = 5;
+
+// The allow entries of a DACL text, as trustee -> two-letter rights; a deny entry or a right in
+// hexadecimal fails the test, since the product's DACL needs neither.
+std::map<std::wstring, std::set<std::wstring>> AllowedRights(const std::wstring& sddl) {
+  std::map<std::wstring, std::set<std::wstring>> out;
+  EXPECT_EQ(sddl.rfind(L"D:", 0), 0u);
+  for (std::size_t open = sddl.find(L'('); open != std::wstring::npos; open = sddl.find(L'(', open + 1)) {
+    const std::wstring ace = sddl.substr(open + 1, sddl.find(L')', open) - open - 1);
+    std::vector<std::wstring> f(1);
+    for (wchar_t c : ace) {
+      if (c == L';') f.emplace_back();
+      else f.back() += c;
+    }
+    EXPECT_EQ(f.size(), 6u) << ace.c_str();
+    EXPECT_EQ(f[0], L"A") << ace.c_str();
+    if (f.size() != 6) continue;
+    for (std::size_t i = 0; i + 1 < f[2].size(); i += 2) out[f[5]].insert(f[2].substr(i, 2));
+  }
+  return out;
+}
 
 // One installer over a simulated service manager and event log, counting its sleeps and
 // recording its message boxes.
@@ -114,6 +136,52 @@ TEST_F(ServiceInstallTest, FailedInstallationsLeaveNoHalfInstalledService) {
   // Cannot even reach the service manager: nothing to remove, the first error survives.
   sm.FailOp(Op::kOpenManager, err::kAccessDenied);
   EXPECT_EQ(ErrorOf(installer.InstallAndStartService(kTrue)), err::kAccessDenied);
+}
+
+TEST_F(ServiceInstallTest, OnlyAdministratorsAndSystemControlTheServiceWhichRestartsAfterFailures) {
+  ASSERT_TRUE(installer.InstallAndStartService(kTrue));
+  const auto rights = AllowedRights(sm.SecurityOf(kServiceName));
+  const std::set<std::wstring> control{L"RP", L"WP", L"CR"};  // start, stop, the service's own codes
+  for (const wchar_t* admin : {L"SY", L"BA"}) {
+    ASSERT_TRUE(rights.count(admin)) << admin;
+    for (const auto& r : control) EXPECT_TRUE(rights.at(admin).count(r)) << admin << L" lacks " << r;
+  }
+  EXPECT_TRUE(rights.at(L"BA").count(L"SD") && rights.at(L"BA").count(L"WD")) << "administrators can remove it";
+  // Every other trustee, named or not, may look but not act.
+  for (const auto& [trustee, granted] : rights) {
+    if (trustee == L"SY" || trustee == L"BA") continue;
+    for (const wchar_t* act : {L"RP", L"WP", L"DT", L"CR", L"DC", L"SD", L"WD", L"WO", L"GA", L"GX", L"GW"})
+      EXPECT_FALSE(granted.count(act)) << trustee << L" may " << act;
+  }
+  EXPECT_TRUE(rights.count(L"IU") && rights.at(L"IU").count(L"LC")) << "users still see whether it runs";
+
+  const ServiceFailureActions recovery = sm.FailureActionsOf(kServiceName);
+  EXPECT_EQ(recovery.resetSeconds, 86400u);
+  ASSERT_GE(recovery.actions.size(), 2u);
+  EXPECT_EQ(recovery.actions[0], (ServiceRecoveryAction{svc::kRecoverRestart, 60000}));
+  EXPECT_EQ(recovery.actions[1], (ServiceRecoveryAction{svc::kRecoverRestart, 60000}));
+
+  // A service left by an earlier version with the default DACL is secured, running or not.
+  ASSERT_TRUE(installer.UninstallService(kTrue));
+  for (DWORD state : {svc::kRunning, svc::kStopped}) {
+    AddProductService(state);
+    ASSERT_TRUE(installer.InstallAndStartService(kTrue));
+    EXPECT_EQ(sm.SecurityOf(kServiceName), kServiceSddl);
+    EXPECT_EQ(sm.FailureActionsOf(kServiceName), ProductFailureActions());
+    EXPECT_EQ(sm.StateOf(kServiceName), svc::kRunning);
+    ASSERT_TRUE(installer.UninstallService(kTrue));
+  }
+
+  // A service that cannot be secured is not left behind, never started, and the cause is kept.
+  for (Op op : {Op::kSetSecurity, Op::kSetFailureActions}) {
+    sm.FailOp(op, err::kAccessDenied);
+    EXPECT_EQ(ErrorOf(installer.InstallAndStartService(kTrue)), err::kAccessDenied);
+    EXPECT_FALSE(sm.HasService(kServiceName));
+  }
+  AddProductService(svc::kStopped);
+  sm.FailOp(Op::kSetSecurity, err::kAccessDenied);
+  EXPECT_EQ(ErrorOf(installer.InstallAndStartService(kTrue)), err::kAccessDenied);
+  EXPECT_FALSE(sm.HasService(kServiceName)) << "an existing service that stays open to users goes";
 }
 
 TEST_F(ServiceInstallTest, RetryAfterFailuresSucceedsWithoutTheSuccessMessage) {

@@ -81,6 +81,18 @@ TEST_P(ServiceManagerContract, CreateQueryRefuseAndDeleteAThrowAwayService) {
   ASSERT_TRUE(sm->QueryConfig(service, read));
   EXPECT_EQ(read.startType, svc::kDemandStart);
 
+  // The DACL as installation sets it, and text that is no DACL, which changes nothing.
+  ServiceHandle secure;
+  ASSERT_TRUE(sm->Open(manager, name, svc::kWriteDac | svc::kChangeConfig | svc::kStart, secure));
+  EXPECT_TRUE(sm->SetSecurity(secure, L"D:(A;;CCLCSWRPWPDTLOCRRC;;;SY)(A;;CCDCLCSWRPWPDTLOCRSDRCWDWO;;;BA)"
+                                      L"(A;;CCLCLORC;;;IU)")) << GetLastErrorCode();
+  EXPECT_EQ(ErrorOf(sm->SetSecurity(secure, L"D:(A;;XX;;;SY")), err::kInvalidParameter);
+  ServiceFailureActions recovery;
+  recovery.resetSeconds = 86400;
+  recovery.actions = {{svc::kRecoverRestart, 60000}, {svc::kRecoverNone, 0}};
+  EXPECT_TRUE(sm->SetFailureActions(secure, recovery)) << GetLastErrorCode();
+  secure.reset();
+
   ServiceHandle missing;
   EXPECT_EQ(ErrorOf(sm->Open(manager, L"TarnvaleNoSuchService", svc::kQueryStatus, missing)),
             err::kServiceDoesNotExist);
@@ -136,6 +148,16 @@ TEST_F(SimulatedServiceManagerTest, StartAndControlFollowStateAndRights) {
   EXPECT_EQ(ErrorOf(sm.Start(s)), err::kServiceDisabled);
   ASSERT_TRUE(sm.ChangeStartType(s, svc::kAutoStart));
   EXPECT_TRUE(sm.Start(s));
+
+  // The DACL needs its own right; a restarting recovery needs the start right besides the
+  // configuration one. Each is recorded as set.
+  EXPECT_EQ(ErrorOf(sm.SetSecurity(s, L"D:(A;;GA;;;SY)")), err::kAccessDenied);
+  ASSERT_TRUE(sm.SetSecurity(Open(svc::kWriteDac), L"D:(A;;GA;;;SY)"));
+  EXPECT_EQ(sm.SecurityOf(L"Tarnvale"), L"D:(A;;GA;;;SY)");
+  ServiceFailureActions restart{3600, {{svc::kRecoverRestart, 1000}}};
+  EXPECT_EQ(ErrorOf(sm.SetFailureActions(Open(svc::kChangeConfig), restart)), err::kAccessDenied);
+  ASSERT_TRUE(sm.SetFailureActions(s, restart));
+  EXPECT_EQ(sm.FailureActionsOf(L"Tarnvale"), restart);
 }
 
 TEST_F(SimulatedServiceManagerTest, MarkedServiceLingersUntilStoppedAndUnused) {

@@ -2,6 +2,7 @@
 #include "platform/portable/service_manager.h"
 
 #include <cwctype>
+#include <initializer_list>
 
 namespace tv {
 
@@ -14,6 +15,61 @@ DWORD RightForControl(DWORD code) {
     return svc::kPauseContinue;
   if (code >= 128 && code <= 255) return svc::kUserDefinedControl;
   return 0;
+}
+
+// The two-letter rights and trustees a service DACL is written with.
+bool KnownCode(const std::wstring& code, std::initializer_list<const wchar_t*> codes) {
+  for (const wchar_t* c : codes)
+    if (code == c) return true;
+  return false;
+}
+
+bool ValidRights(const std::wstring& rights) {
+  if (rights.size() > 2 && rights[0] == L'0' && (rights[1] == L'x' || rights[1] == L'X')) {
+    for (std::size_t i = 2; i < rights.size(); ++i)
+      if (!std::iswxdigit(static_cast<std::wint_t>(rights[i]))) return false;
+    return true;
+  }
+  if (rights.empty() || rights.size() % 2) return false;
+  for (std::size_t i = 0; i < rights.size(); i += 2) {
+    if (!KnownCode(rights.substr(i, 2), {L"CC", L"DC", L"LC", L"SW", L"RP", L"WP", L"DT", L"LO", L"CR", L"RC", L"SD",
+                                         L"WD", L"WO", L"GA", L"GR", L"GW", L"GX"}))
+      return false;
+  }
+  return true;
+}
+
+bool ValidTrustee(const std::wstring& sid) {
+  if (sid.rfind(L"S-1-", 0) == 0) return sid.size() > 4;
+  return KnownCode(sid, {L"SY", L"BA", L"BU", L"IU", L"AU", L"SU", L"LS", L"NS", L"WD", L"BG", L"RD"});
+}
+
+// What ConvertStringSecurityDescriptorToSecurityDescriptor would take as a DACL: "D:", optional
+// flags, then one or more "(type;flags;rights;;;trustee)" entries of allow or deny.
+bool ValidDacl(const std::wstring& sddl) {
+  if (sddl.rfind(L"D:", 0) != 0) return false;
+  std::size_t i = 2;
+  while (i < sddl.size() && sddl[i] != L'(') {
+    if (!std::iswupper(static_cast<std::wint_t>(sddl[i]))) return false;
+    ++i;
+  }
+  int entries = 0;
+  while (i < sddl.size()) {
+    if (sddl[i] != L'(') return false;
+    const std::size_t close = sddl.find(L')', i);
+    if (close == std::wstring::npos) return false;
+    std::vector<std::wstring> fields(1);
+    for (std::size_t k = i + 1; k < close; ++k) {
+      if (sddl[k] == L';') fields.emplace_back();
+      else fields.back() += sddl[k];
+    }
+    if (fields.size() != 6 || (fields[0] != L"A" && fields[0] != L"D") || !ValidRights(fields[2]) ||
+        !ValidTrustee(fields[5]))
+      return false;
+    ++entries;
+    i = close + 1;
+  }
+  return entries > 0;
 }
 
 bool ValidName(const std::wstring& name) {
@@ -85,6 +141,18 @@ BOOL SimulatedServiceManager::ConfigOf(const std::wstring& name, ServiceConfig& 
   if (!s) return Fail(err::kServiceDoesNotExist);
   out = s->config;
   return kTrue;
+}
+
+std::wstring SimulatedServiceManager::SecurityOf(const std::wstring& name) const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  const Service* s = FindService(Key(name));
+  return s ? s->sddl : std::wstring();
+}
+
+ServiceFailureActions SimulatedServiceManager::FailureActionsOf(const std::wstring& name) const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  const Service* s = FindService(Key(name));
+  return s ? s->failureActions : ServiceFailureActions{};
 }
 
 std::vector<DWORD> SimulatedServiceManager::ControlsReceived(const std::wstring& name) const {
@@ -304,6 +372,30 @@ BOOL SimulatedServiceManager::Delete(const ServiceHandle& service) {
   if (!Enter(service, Op::kDelete, svc::kDelete, s)) return kFalse;
   if (s->markedForDelete) return Fail(err::kServiceMarkedForDelete);
   s->markedForDelete = true;
+  return kTrue;
+}
+
+BOOL SimulatedServiceManager::SetSecurity(const ServiceHandle& service, const std::wstring& sddl) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  Service* s = nullptr;
+  if (!Enter(service, Op::kSetSecurity, svc::kWriteDac, s)) return kFalse;
+  if (!ValidDacl(sddl)) return Fail(err::kInvalidParameter);
+  s->sddl = sddl;
+  return kTrue;
+}
+
+BOOL SimulatedServiceManager::SetFailureActions(const ServiceHandle& service, const ServiceFailureActions& actions) {
+  bool restarts = false;
+  for (const ServiceRecoveryAction& a : actions.actions) {
+    if (a.type > svc::kRecoverRunCommand) return Fail(err::kInvalidParameter);
+    restarts = restarts || a.type == svc::kRecoverRestart;
+  }
+  std::lock_guard<std::mutex> lock(mutex_);
+  Service* s = nullptr;
+  const DWORD needed = svc::kChangeConfig | (restarts ? svc::kStart : 0);
+  if (!Enter(service, Op::kSetFailureActions, needed, s)) return kFalse;
+  if (s->markedForDelete) return Fail(err::kServiceMarkedForDelete);
+  s->failureActions = actions;
   return kTrue;
 }
 

@@ -28,6 +28,8 @@ class SimulatedServiceManager final : public ServiceManager {
     kQueryConfig,
     kChangeConfig,
     kDelete,
+    kSetSecurity,
+    kSetFailureActions,
   };
 
   SimulatedServiceManager() = default;
@@ -51,6 +53,10 @@ class SimulatedServiceManager final : public ServiceManager {
   // The service's state, 0 when there is no such service.
   DWORD StateOf(const std::wstring& name) const;
   BOOL ConfigOf(const std::wstring& name, ServiceConfig& out) const;
+  // The DACL text last set on the service ("" while it has the service manager's default).
+  std::wstring SecurityOf(const std::wstring& name) const;
+  // The recovery last set on the service (none by default).
+  ServiceFailureActions FailureActionsOf(const std::wstring& name) const;
   // The control codes the service accepted, in order.
   std::vector<DWORD> ControlsReceived(const std::wstring& name) const;
   // Manager and service handles not closed yet.
@@ -68,6 +74,8 @@ class SimulatedServiceManager final : public ServiceManager {
   BOOL ChangeStartType(const ServiceHandle& service, DWORD startType) override;
   BOOL SetDescription(const ServiceHandle& service, const std::wstring& description) override;
   BOOL Delete(const ServiceHandle& service) override;
+  BOOL SetSecurity(const ServiceHandle& service, const std::wstring& sddl) override;
+  BOOL SetFailureActions(const ServiceHandle& service, const ServiceFailureActions& actions) override;
 
  protected:
   void CloseRaw(void* raw) override;
@@ -81,6 +89,8 @@ class SimulatedServiceManager final : public ServiceManager {
     int stopDelay = 0;     // queries a stop stays pending (configured)
     int pendingStop = 0;   // queries left in the current stop
     std::vector<DWORD> controls;
+    std::wstring sddl;
+    ServiceFailureActions failureActions;
   };
   struct OpenHandle {
     bool isManager;

@@ -1,6 +1,8 @@
 // Win32 implementation of the service-manager seam over the service control manager API.
 #include "platform/win32/windows_include.h"
 
+#include <sddl.h>
+
 #include <vector>
 
 #include "platform/service_manager.h"
@@ -137,6 +139,34 @@ class Win32ServiceManager final : public ServiceManager {
     std::wstring text = description;
     SERVICE_DESCRIPTIONW d{text.data()};
     if (!::ChangeServiceConfig2W(s, SERVICE_CONFIG_DESCRIPTION, &d)) return Fail(LastErrorOr(err::kGenFailure));
+    return kTrue;
+  }
+
+  BOOL SetSecurity(const ServiceHandle& service, const std::wstring& sddl) override {
+    SC_HANDLE s = Sc(service);
+    if (!s) return Fail(err::kInvalidHandle);
+    PSECURITY_DESCRIPTOR sd = nullptr;
+    if (!::ConvertStringSecurityDescriptorToSecurityDescriptorW(sddl.c_str(), SDDL_REVISION_1, &sd, nullptr))
+      return Fail(LastErrorOr(err::kInvalidParameter));
+    const BOOL ok = ::SetServiceObjectSecurity(s, DACL_SECURITY_INFORMATION, sd);
+    const ErrorCode error = ok ? err::kSuccess : LastErrorOr(err::kGenFailure);
+    ::LocalFree(sd);
+    if (!ok) return Fail(error);
+    SetLastErrorCode(err::kSuccess);
+    return kTrue;
+  }
+
+  BOOL SetFailureActions(const ServiceHandle& service, const ServiceFailureActions& actions) override {
+    SC_HANDLE s = Sc(service);
+    if (!s) return Fail(err::kInvalidHandle);
+    std::vector<SC_ACTION> steps;
+    for (const ServiceRecoveryAction& a : actions.actions)
+      steps.push_back({static_cast<SC_ACTION_TYPE>(a.type), a.delayMs});
+    SERVICE_FAILURE_ACTIONSW f{};
+    f.dwResetPeriod = actions.resetSeconds;
+    f.cActions = static_cast<::DWORD>(steps.size());
+    f.lpsaActions = steps.empty() ? nullptr : steps.data();
+    if (!::ChangeServiceConfig2W(s, SERVICE_CONFIG_FAILURE_ACTIONS, &f)) return Fail(LastErrorOr(err::kGenFailure));
     return kTrue;
   }
 
