@@ -1,6 +1,8 @@
 // Event names, shared by the agent's Win32 body and the portable build.
 #include "agent/monitor.h"
 
+#include "foundation/object_names.h"
+
 namespace tv {
 namespace {
 
@@ -10,14 +12,12 @@ constexpr const wchar_t* kStem = L"Tarnvale";
 
 }  // namespace
 
-std::wstring AgentIdleEventName(DWORD session) {
-  return std::wstring(kStem) + L"EventIdle-" + std::to_wstring(static_cast<long>(session));
+std::wstring AgentIdleEventName(DWORD session, const std::wstring& tag) { return IdleEventName(kStem, session, tag); }
+
+std::wstring AgentCancelEventName(DWORD session, const std::wstring& tag) {
+  return CancelEventName(kStem, session, tag);
 }
 
-std::wstring AgentCancelEventName(DWORD session) {
-  return std::wstring(kStem) + L"EventCancel-" + std::to_wstring(static_cast<long>(session));
-}
-
-std::wstring AgentQuitEventName() { return std::wstring(kStem) + L"EventQuit"; }
+std::wstring AgentQuitEventName(const std::wstring& tag) { return QuitEventName(kStem, tag); }
 
 }  // namespace tv

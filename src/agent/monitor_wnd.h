@@ -1,6 +1,7 @@
-// Monitor_Wnd: the agent's hidden window (Windows only). It owns the rate rule, takes the hook
-// library's input reports, the one-second timer, session notifications and the product's
-// commands, and sets the session's idle event.
+// Monitor_Wnd: the agent's hidden window (Windows only). It owns the rate rule and the hook
+// watchdog, takes the hook library's input reports, the one-second timer, session notifications
+// and the product's commands, shows the warning (one at a time, a request meanwhile queued), and
+// sets the session's idle event.
 #pragma once
 
 #ifdef _WIN32
@@ -9,7 +10,12 @@
 // not tv::DWORD, or its members get other link names than window.cpp gives them.
 #include "foundation/win32/window.h"
 
+#include <atomic>
+#include <string>
+
 #include "agent/activity_gate.h"
+#include "agent/hook_library.h"
+#include "agent/hook_watchdog.h"
 #include "platform/clock.h"
 #include "platform/cpu.h"
 #include "platform/sessions.h"
@@ -24,7 +30,8 @@ class Monitor_Wnd : public CSWnd {
   static constexpr UINT kTimerMs = 1000;
 
   // All three seams must outlive the window; `sessions` registers the session notifications.
-  Monitor_Wnd(DWORD session, const Clock& clock, CpuUsage& cpu, Sessions& sessions);
+  // The session's events are the ones of `tag` (empty: the plain names).
+  Monitor_Wnd(DWORD session, const std::wstring& tag, const Clock& clock, CpuUsage& cpu, Sessions& sessions);
   ~Monitor_Wnd() override;
 
   // Loads the settings, registers "BrellickMessage" and the window class. 0 with the system's
@@ -45,6 +52,13 @@ class Monitor_Wnd : public CSWnd {
   // Reloads the settings from the registry and applies them to the rate rule.
   void LoadSettings();
 
+  // The hook library's export, used to install the hooks again when the watchdog finds them
+  // gone; the caller installs them the first time.
+  void SetHookLibrary(DoDllHookFn doDllHook) { doDllHook_ = doDllHook; }
+
+  // The quit event is set: no warning is shown any more, queued or new. Any thread.
+  void SetQuitting() { quitting_.store(true, std::memory_order_release); }
+
   ActivityGate& Gate() { return gate_; }
   DWORD Session() const { return session_; }
 
@@ -53,16 +67,28 @@ class Monitor_Wnd : public CSWnd {
 
  private:
   void OnTimer();
+  void WatchHooks();
+  void ReinstallHooks();
   void OnSessionEnding();
+  void OnShowWarning(LPARAM session);
   LRESULT OnAppCommand(WPARAM command, LPARAM argument);
 
   UINT messageId_ = 0;
   DWORD session_;
+  std::wstring tag_;
   UINT_PTR timerId_ = kTimerId;
   bool timerOn_ = false;
   bool notificationsOn_ = false;
   MyOpts settings_;
   ActivityGate gate_;
+  HookWatchdog watchdog_;
+  DoDllHookFn doDllHook_ = nullptr;
+  // The warning box runs its loop inside OnShowWarning; a request that arrives meanwhile waits
+  // here (one is enough: both would show the same countdown) and is posted again afterwards.
+  bool warningOpen_ = false;
+  bool warningQueued_ = false;
+  LPARAM queuedSession_ = 0;
+  std::atomic<bool> quitting_{false};
   CpuUsage& cpu_;
   Sessions& sessions_;
 };

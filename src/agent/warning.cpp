@@ -3,11 +3,14 @@
 
 #include <chrono>
 
+#include "agent/monitor.h"
 #include "agent/warning_countdown.h"
 #include "config_ui/msg_box.h"
+#include "foundation/event.h"
 #include "settings/my_opts.h"
 
 #ifdef _WIN32
+#include "agent/quit_watcher.h"
 #include "foundation/app_message.h"
 #include "platform/win32/windows_include.h"
 #endif
@@ -60,30 +63,18 @@ void ReleaseBackdrop(HWND monitor) {
     ::SetWindowPos(monitor, HWND_NOTOPMOST, 0, 0, 1, 1, SWP_HIDEWINDOW | SWP_NOACTIVATE);
 }
 
-// Lets a warning already open finish first: its state is the process's only one.
-void WaitForOpenWarning() {
-  MSG msg;
-  while (g_warning.open) {
-    const BOOL got = ::GetMessageW(&msg, nullptr, 0, 0);
-    if (got <= 0) {
-      if (got == 0) ::PostQuitMessage(static_cast<int>(msg.wParam));
-      return;
-    }
-    ::TranslateMessage(&msg);
-    ::DispatchMessageW(&msg);
-  }
-}
 #endif
 
 }  // namespace
 
 int ShowWarning(void* owner, const MyOpts& opts) {
+  // Refused, never waited for: a wait here would run inside the open box's loop, and the open
+  // box could not return before the wait did. The monitor window queues its requests instead.
+  if (g_warning.open) return 0;
 #ifdef _WIN32
-  WaitForOpenWarning();
   HWND backdrop = opts.FullScreen ? TakeBackdrop() : nullptr;
   if (backdrop) owner = backdrop;
 #endif
-  if (g_warning.open) return 0;  // a nested request the wait above could not serve
   g_warning.open = true;
   g_warning.countdown.Start(opts, NowSeconds());
   const std::wstring text = g_warning.countdown.InitialText();
@@ -100,7 +91,7 @@ int ShowWarning(void* owner, const MyOpts& opts) {
 
 void* GetOpenWarningBox() { return g_warning.box; }
 
-int RunMessageMode(DWORD session) {
+int RunMessageMode(DWORD session, const std::wstring& tag) {
 #ifdef _WIN32
   if (HWND monitor = ::FindWindowW(kMonitorClass, nullptr)) {
     // The agent shows the warning with the settings it already holds.
@@ -111,7 +102,30 @@ int RunMessageMode(DWORD session) {
   MyOpts opts;
   opts.Reset();
   (void)opts.Load();  // a computer without settings warns with the defaults
-  (void)ShowWarning(nullptr, opts);
+  Event quit;
+  const BOOL watched = quit.Open(AgentQuitEventName(tag).c_str(), kTrue, kSynchronize, kFalse);
+#ifdef _WIN32
+  // The service has let the session go: the box must not outlive it for hours. The watcher
+  // posts WM_QUIT to this thread, whose queue must exist before it starts.
+  QuitWatcher watcher;
+  if (watched) {
+    MSG msg;
+    ::PeekMessageW(&msg, nullptr, 0, 0, PM_NOREMOVE);
+    (void)watcher.Start(static_cast<HANDLE>(static_cast<void*>(quit)), ::GetCurrentThreadId());
+  }
+  const int answer = ShowWarning(nullptr, opts);
+  const bool ended = watcher.Fired();
+#else
+  const int answer = ShowWarning(nullptr, opts);
+  const bool ended = watched && quit.Wait(0);
+#endif
+  if (answer == 1 && !ended) {
+    // No agent watches this session's input, so the answer itself is the sign of life: the
+    // service restarts the idle clock and ends the warning. Set-only access is all the
+    // service grants the user.
+    Event idle;
+    if (idle.Open(AgentIdleEventName(session, tag).c_str(), kTrue, kEventModifyState, kFalse)) idle.Set();
+  }
   return 0;
 }
 

@@ -13,6 +13,7 @@
 #include "entry/service_dispatcher.h"
 #include "entry/service_install.h"
 #include "foundation/cmdline.h"
+#include "foundation/object_names.h"
 
 namespace tv {
 namespace {
@@ -72,7 +73,8 @@ class RootKeyCopy {
 
 int ExitCode(BOOL ok) { return ok ? 0 : 1; }
 
-// Exit code of a per-session mode whose session number cannot be read (ERROR_INVALID_PARAMETER).
+// Exit code of a per-session mode whose session number or object tag cannot be read
+// (ERROR_INVALID_PARAMETER).
 constexpr int kExitBadSession = 87;
 
 }  // namespace
@@ -105,6 +107,36 @@ BOOL ParseSessionNumber(const wchar_t* arguments, DWORD& session) {
   return kTrue;
 }
 
+BOOL ParseObjectTag(const wchar_t* arguments, std::wstring& tag) {
+  if (!arguments) return kFalse;
+  const wchar_t* p = arguments;
+  bool first = true;
+  bool found = false;
+  std::wstring value;
+  while (*p) {
+    while (IsBlank(*p)) ++p;
+    const wchar_t* word = p;
+    while (*p && !IsBlank(*p)) ++p;
+    if (word == p) break;
+    // The first word is the mode's own switch, whose data is the session number.
+    if (first) {
+      first = false;
+      continue;
+    }
+    if (!IsSwitchMark(word[0])) continue;
+    const std::wstring text(word + 1, p);
+    const bool withData = IsCmdLinePrefix(text.c_str(), L"tag") != kFalse;
+    if (!withData && !IsCmdLineOption(text.c_str(), L"tag")) continue;
+    // A second tag could only mean two services spoke at once; neither is trusted.
+    if (found) return kFalse;
+    found = true;
+    value = withData ? text.substr(4) : std::wstring();
+    if (!IsValidObjectTag(value)) return kFalse;
+  }
+  tag = found ? value : std::wstring();
+  return kTrue;
+}
+
 RunRequest ParseRunMode(const wchar_t* commandLine) {
   const wchar_t* args = RunArguments(commandLine);
   RunRequest request;
@@ -121,6 +153,7 @@ RunRequest ParseRunMode(const wchar_t* commandLine) {
         request.hasSession = true;
         request.session = session;
       }
+      request.badTag = !ParseObjectTag(args, request.tag);
     }
     return request;
   }
@@ -135,13 +168,16 @@ int DispatchRunMode(const RunRequest& request, ServiceInstaller* installer) {
     case RunMode::kUserUnload:
       return 0;
     case RunMode::kMonitor:
+      // A tag that is not the service's would name objects someone else may have made.
+      if (request.badTag) return kExitBadSession;
       // A number that cannot be read is the caller's mistake and says so; no number at all is
       // nobody's request.
       if (!request.hasSession) return request.sessionMark ? kExitBadSession : 0;
-      return RunMonitor(request.session);
+      return RunMonitor(request.session, request.tag);
     case RunMode::kMessage:
+      if (request.badTag) return kExitBadSession;
       // "/msg" without a readable session number has no session to warn: nothing is shown.
-      return request.hasSession ? RunMessageMode(request.session) : 0;
+      return request.hasSession ? RunMessageMode(request.session, request.tag) : 0;
     case RunMode::kUninstallMsi:
       // The installer reads 1 as "the service was there and heard it".
       return installer ? (installer->SendServiceControl(kControlQuitWork) ? 1 : 0)

@@ -3,6 +3,8 @@
 // process's exit code.
 #pragma once
 
+#include <string>
+
 #include "platform/types.h"
 
 namespace tv {
@@ -25,12 +27,15 @@ enum class RunMode {
   kUserUnload,       // "/user-unload": recognised, nothing to do
 };
 
-// A chosen mode and, for the per-session modes, the session it is for.
+// A chosen mode and, for the per-session modes, the session it is for and the tag of the
+// service's objects for that session.
 struct RunRequest {
   RunMode mode = RunMode::kNone;
   bool hasSession = false;  // a valid session number followed ":" or "="
   bool sessionMark = false;  // the arguments hold ":" or "=", valid number or not
   DWORD session = 0;
+  bool badTag = false;  // a "/tag" switch whose value is no object tag: the line is refused
+  std::wstring tag;     // the valid tag; empty without "/tag", meaning the plain object names
 };
 
 // The arguments of `commandLine`: the line itself when it starts with a switch ("/" or "-"),
@@ -41,6 +46,12 @@ const wchar_t* RunArguments(const wchar_t* commandLine);
 // the first blank, as a decimal number of at most 32 bits. FALSE (`session` untouched) without a
 // separator or with a value that is empty or not entirely digits.
 BOOL ParseSessionNumber(const wchar_t* arguments, DWORD& session);
+
+// Finds the "/tag:<hex>" (or "-tag=<hex>", case ignored) among the blank-separated words after
+// the first. TRUE with `tag` emptied when there is none; TRUE with `tag` set when there is one
+// and its value is an object tag (IsValidObjectTag); FALSE, `tag` untouched, when the switch has
+// no value, another value, or comes twice: a name built from it could not be the service's.
+BOOL ParseObjectTag(const wchar_t* arguments, std::wstring& tag);
 
 // Matches `commandLine` (whole, or arguments only) against the switch table. Whole-line switches
 // must be the entire arguments, case ignored and "-" as good as "/"; "/monitor" and "/msg" need

@@ -6,7 +6,7 @@
 
 namespace tv {
 
-int RunMonitor(DWORD) {
+int RunMonitor(DWORD, const std::wstring&) {
   SetLastErrorCode(err::kCallNotImplemented);
   return 1;
 }

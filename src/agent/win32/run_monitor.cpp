@@ -1,5 +1,5 @@
 // RunMonitor: the "/monitor" run mode. Loads the hook library, makes the agent window and runs
-// its message loop until the service's quit event, command 301 or the session's end.
+// its message loop until the session's quit event, command 301 or the session's end.
 #include "agent/monitor_wnd.h"  // first, see there
 
 #include <cstdio>
@@ -9,17 +9,13 @@
 
 #include "agent/hook_library.h"
 #include "agent/monitor.h"
+#include "agent/quit_watcher.h"
 #include "foundation/event.h"
 #include "platform/message_box.h"
 #include "platform/win32/handles.h"
 
 namespace tv {
 namespace {
-
-// Every input kind, raw input, touch and pointer messages included, wakes the loop.
-constexpr DWORD kWakeMask = 0x1CFF;
-// Systems that know neither touch nor pointer input refuse those two bits.
-constexpr DWORD kWakeMaskWithoutTouch = QS_ALLINPUT & ~(0x0800 | 0x1000);
 
 // The module this code is linked into (TV64.DLL), whose folder also holds the hook library.
 HMODULE OwnModule() {
@@ -60,39 +56,19 @@ std::wstring FormatText(const wchar_t* format, const std::wstring& name) {
   return text;
 }
 
-// Pumps until the quit message; the service's quit event (when there is one) destroys the window,
-// which posts that message. A failed wait ends the loop.
-void RunMessageLoop(Monitor_Wnd& window, Event& quit) {
-  DWORD mask = kWakeMask;
+// Pumps until the quit message: posted when the window goes (command 301, the session's end)
+// or by the quit watcher, which reaches this loop through any loop nested in it.
+void RunMessageLoop() {
+  MSG msg;
   for (;;) {
-    MSG msg;
-    while (::PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE)) {
-      if (msg.message == WM_QUIT) return;
-      ::TranslateMessage(&msg);
-      ::DispatchMessageW(&msg);
-    }
-    if (!quit.IsReady()) {
-      if (!::WaitMessage()) return;
-      continue;
-    }
-    HANDLE handle = static_cast<HANDLE>(static_cast<void*>(quit));
-    const DWORD result = ::MsgWaitForMultipleObjects(1, &handle, FALSE, INFINITE, mask);
-    if (result == WAIT_OBJECT_0) {
-      // Destroying posts the quit message, which the next round takes.
-      if (!window.GetHwnd() || !window.Destroy()) ::PostQuitMessage(0);
-      quit.Close();
-      continue;
-    }
-    if (result == WAIT_OBJECT_0 + 1) continue;
-    if (mask != kWakeMaskWithoutTouch && ::GetLastError() == ERROR_INVALID_PARAMETER) {
-      mask = kWakeMaskWithoutTouch;
-      continue;
-    }
-    return;
+    const BOOL got = ::GetMessageW(&msg, nullptr, 0, 0);
+    if (got <= 0) return;
+    ::TranslateMessage(&msg);
+    ::DispatchMessageW(&msg);
   }
 }
 
-int RunAgent(DWORD session) {
+int RunAgent(DWORD session, const std::wstring& tag) {
   if (::FindWindowW(kMonitorClassName, nullptr)) return 0;
 
   // Registered as ever; the window has nothing to redo when the taskbar comes back.
@@ -122,14 +98,23 @@ int RunAgent(DWORD session) {
   auto sessions = CreateSystemSessions();
   int code = 0;
   {
-    Monitor_Wnd window(session, *clock, *cpu, *sessions);
+    Monitor_Wnd window(session, tag, *clock, *cpu, *sessions);
     if (!window.Prepare(own)) return 1;
+    window.SetHookLibrary(doDllHook);
     // Without hooks the agent still reports CPU load and session changes.
     HookReporting reporting(doDllHook, window);
     if (window.CreateMonitorWindow(own, desktop)) {
+      // The session's own quit event, created by the service for this session's user with
+      // synchronise access only: asking for more would be refused.
       Event quit;
-      (void)quit.Open(AgentQuitEventName().c_str(), kTrue, kSynchronize, kFalse);
-      RunMessageLoop(window, quit);
+      QuitWatcher watcher;
+      if (quit.Open(AgentQuitEventName(tag).c_str(), kTrue, kSynchronize, kFalse)) {
+        // The window hears first, so that no queued warning opens on the way out. Without the
+        // event (an agent started by hand) the loop only pumps.
+        (void)watcher.Start(static_cast<HANDLE>(static_cast<void*>(quit)), ::GetCurrentThreadId(),
+                            [&window] { window.SetQuitting(); });
+      }
+      RunMessageLoop();
     } else {
       code = 1;
     }
@@ -140,9 +125,9 @@ int RunAgent(DWORD session) {
 
 }  // namespace
 
-int RunMonitor(DWORD session) {
+int RunMonitor(DWORD session, const std::wstring& tag) {
   try {
-    return RunAgent(session);
+    return RunAgent(session, tag);
   } catch (...) {
     // Out of memory on the way in; the service treats a session without agent as idle.
     return 1;
