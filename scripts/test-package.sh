@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Tests the Windows installer under Wine, in a fresh prefix of its own: install, what it leaves
-# (files, running service with its quoted path, event-log source, statistics), a harmless run of
+# (files, running service with its quoted path, event-log source, statistics, the complete default
+# settings with both account lists), a harmless run of
 # the installed program, uninstall (service and files gone, settings kept), and a major upgrade
 # from an older package (settings kept, service restarted on the new files). Also checks the MSI
 # tables: the same component GUIDs from two builds, the fixed upgrade code.
@@ -118,6 +119,14 @@ image_path=$(reg_value "$service_key" ImagePath)
 check "service image path is quoted ($image_path)" test "$image_path" = "\"$program_files\\Tarnvale\\TV64.EXE\" /service"
 check "event-log source registered with TV64.DLL" bash -c "[[ '$(reg_value "$source_key" EventMessageFile)' == *TV64.DLL ]]"
 check "the service writes its statistics" wait_for 30 has_statistics
+# Loading reads a missing list subkey as an empty list, so the installation must write the lists
+# or the log-off would apply to administrators too.
+check "default idle time written (Timeout 10)" test "$(reg_value "$settings_key" Timeout)" = 0xa
+check "default Apply-to list written (1 Users)" test "$(reg_value "$settings_key\ApplyTo" 1)" = "Users"
+check "default Apply-to list written (3 Remote Desktop Users)" \
+  test "$(reg_value "$settings_key\ApplyTo" 3)" = "Remote Desktop Users"
+check "default Never-apply-to list written (1 Administrators)" \
+  test "$(reg_value "$settings_key\Exclude" 1)" = "Administrators"
 check "Start-menu entry for the user guide" start_menu_entries
 # The utility opens its window whatever the command line, so it is only compared here; its own
 # tests drive it.
@@ -141,10 +150,12 @@ stage "upgrade $old_version -> $version"
 if msi /i "$old_msi" "$work/old.log"; then pass "older package installs"; else fail "older package installs"; fi
 check "older service running" wait_for 20 running
 wine reg add "$settings_key" /v Timeout /t REG_DWORD /d 37 /f >/dev/null 2>&1
+wine reg add "$settings_key\Exclude" /v 1 /t REG_SZ /d Helpdesk /f >/dev/null 2>&1
 wine reg delete "$settings_key" /v SessionsTotal /f >/dev/null 2>&1 || true
 if msi /i "$new_msi" "$work/upgrade.log"; then pass "newer package installs over it"; else fail "newer package installs over it"; fi
 check "one product registered after the upgrade" test "$(uninstall_entries)" = 1
 check "changed setting kept" test "$(reg_value "$settings_key" Timeout)" = 0x25
+check "changed list kept" test "$(reg_value "$settings_key\Exclude" 1)" = "Helpdesk"
 check "service running after the upgrade" wait_for 20 running
 check "restarted service wrote its statistics again" wait_for 30 has_statistics
 check "the new files are installed" grep -q "Version $version" "$install_dir/Tarnvale.html"

@@ -59,12 +59,14 @@ std::wstring MakeServiceCommand(const std::wstring& libraryFolder, const std::ws
 }
 
 ServiceInstaller::ServiceInstaller(ServiceManager& manager, EventLog& eventLog, std::wstring libraryFolder,
-                                   std::wstring executablePath, SleepFunction sleep)
+                                   std::wstring executablePath, SleepFunction sleep,
+                                   std::optional<MyOptsServices> settings)
     : manager_(manager),
       event_log_(eventLog),
       library_folder_(std::move(libraryFolder)),
       executable_path_(std::move(executablePath)),
-      sleep_(std::move(sleep)) {}
+      sleep_(std::move(sleep)),
+      settings_(std::move(settings)) {}
 
 BOOL ServiceInstaller::QueryServiceState(DWORD& state) {
   ServiceHandle manager;
@@ -154,7 +156,9 @@ BOOL ServiceInstaller::InstallAndStartService(BOOL silent) {
   const ServiceConfig config = ProductServiceConfig(ServiceCommand());
   bool retry = false;
   for (;;) {
-    {
+    // The service reads the settings as it starts, so they are complete before it can.
+    const BOOL seeded = !settings_ || MyOpts(*settings_).StoreMissingDefaults();
+    if (seeded) {
       ServiceHandle manager;
       if (manager_.OpenManager(svc::kManagerCreateService, manager)) {
         ServiceHandle service;
@@ -171,7 +175,7 @@ BOOL ServiceInstaller::InstallAndStartService(BOOL silent) {
       }
     }
     const ErrorCode error = GetLastErrorCode();
-    if (error == err::kServiceExists) {
+    if (seeded && error == err::kServiceExists) {
       DWORD state = 0;
       if (!QueryServiceState(state)) {
         // The state could not be read: treat it as any other failure, with the original error.
@@ -237,9 +241,9 @@ ServiceInstaller& SystemInstaller() {
     Parts() {
       if (!GetLibraryFolder(folder)) folder.clear();
       if (!GetExecutablePath(executable)) executable = kLauncherFileName;
-      installer = std::make_unique<ServiceInstaller>(*manager, *log, folder, executable, [](DWORD ms) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(ms));
-      });
+      installer = std::make_unique<ServiceInstaller>(
+          *manager, *log, folder, executable,
+          [](DWORD ms) { std::this_thread::sleep_for(std::chrono::milliseconds(ms)); }, MyOptsServices{});
     }
   };
   static Parts parts;

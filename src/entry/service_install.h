@@ -6,12 +6,14 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "entry/process_paths.h"
 #include "platform/event_log.h"
 #include "platform/service_manager.h"
 #include "platform/types.h"
+#include "settings/my_opts.h"
 
 namespace tv {
 
@@ -71,11 +73,15 @@ class ServiceInstaller {
  public:
   // `libraryFolder`: the folder of TV64.DLL with its trailing separator, or empty when it cannot
   // be formed. `executablePath`: the running program, used only when the folder is empty.
+  // `settings`: where the settings record lives; when given, installing first writes the default
+  // of every setting the product's key lacks (MyOpts::StoreMissingDefaults).
   ServiceInstaller(ServiceManager& manager, EventLog& eventLog, std::wstring libraryFolder,
-                   std::wstring executablePath, SleepFunction sleep);
+                   std::wstring executablePath, SleepFunction sleep,
+                   std::optional<MyOptsServices> settings = std::nullopt);
 
-  // Installs the service (or, when it exists but is not running, makes it start automatically)
-  // and starts it, then registers the event-log source. The service gets kServiceSddl and
+  // Completes the settings with their defaults (see the constructor), installs the service (or,
+  // when it exists but is not running, makes it start automatically) and starts it, then
+  // registers the event-log source. Settings that cannot be written fail the installation. The service gets kServiceSddl and
   // ProductFailureActions, an existing one too; a service that cannot get them counts as not
   // installed. Unless `silent`, tells the person that it started, that it was already running, or
   // why installing failed, offering Retry/Cancel. A failure leaves no half-installed service
@@ -123,6 +129,7 @@ class ServiceInstaller {
   std::wstring library_folder_;
   std::wstring executable_path_;
   SleepFunction sleep_;
+  std::optional<MyOptsServices> settings_;
 };
 
 // The same operations on this computer's service manager and event log, with the real folder of

@@ -277,6 +277,45 @@ BOOL MyOpts::WritePolicy() {
   return kTrue;
 }
 
+BOOL MyOpts::StoreMissingDefaults() {
+  MyOpts defaults(services_);
+  defaults.Reset();
+  RegKey key(GetRegKeyName(), true, KeyStoreRef());
+  if (!key.IsOpen()) return kFalse;
+  ErrorCode failure = err::kSuccess;
+  auto check = [&failure](BOOL ok) {
+    if (!ok && failure == err::kSuccess) failure = GetLastErrorCode();
+  };
+  if (!key.FindValue(GetRegValueName().c_str())) check(key.PutDword(GetRegValueName().c_str(), defaults.GetAll()));
+  for (const auto& [name, value] : defaults.NumberValues()) {
+    if (!key.FindValue(name)) check(key.PutDword(name, value));
+  }
+  for (const auto& [name, text] : {std::pair{L"Schedule", defaults.GetSchedule()},
+                                   std::pair{L"MessageText", static_cast<const wchar_t*>(defaults.MessageText)},
+                                   std::pair{L"MessageTextIfLocked",
+                                             static_cast<const wchar_t*>(defaults.MessageTextIfLocked)}}) {
+    if (!key.FindValue(name)) check(key.PutStr(name, text));
+  }
+  for (auto [name, list] : {std::pair{kApplyToKey, &defaults.ApplyTo}, std::pair{kExcludeKey, &defaults.Exclude}}) {
+    // Even an empty list subkey is a choice someone made; one that cannot be read is not
+    // overwritten either.
+    if (RegKey(key, name, false).IsOpen()) continue;
+    if (GetLastErrorCode() != err::kFileNotFound) {
+      check(kFalse);
+      continue;
+    }
+    RegKey listKey(key, name, true);
+    if (!listKey.IsOpen()) {
+      check(kFalse);
+      continue;
+    }
+    check(WriteNumberedList(listKey, *list));
+  }
+  if (failure != err::kSuccess) return Fail(failure);
+  SetLastErrorCode(err::kSuccess);
+  return kTrue;
+}
+
 std::array<MyOpts::NamedNumber, 15> MyOpts::NumberValues() const {
   return {{
       {L"Enable", static_cast<DWORD>(Enable)},

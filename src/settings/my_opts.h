@@ -120,6 +120,14 @@ class MyOpts : public BoolOpts {
   // without range checks. 1 when the key opened.
   BOOL WritePolicy();
 
+  // Gives the product's key the default of every setting it lacks (a missing list subkey gets the
+  // default list) and leaves every setting that is there alone, so that a fresh installation runs
+  // on the documented defaults and an upgrade keeps what it finds. A load treats a missing list
+  // subkey as an empty list, which would apply the log-off to everybody. Only the settings are
+  // looked at: the service's statistics in the key do not count as settings. 0 with the error
+  // code when the key could not be opened or a write failed.
+  BOOL StoreMissingDefaults();
+
   // The schedule text; "" when there is none.
   const wchar_t* GetSchedule() const { return schedule_.Get(); }
   // Replaces the schedule; an empty or null text means none.

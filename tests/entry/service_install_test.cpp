@@ -10,7 +10,10 @@
 
 #include "entry/error_text.h"
 #include "foundation/string_table.h"
+#include "platform/portable/accounts.h"
 #include "platform/portable/event_log.h"
+#include "platform/registry.h"
+#include "settings/reg_key.h"
 #include "platform/portable/service_manager.h"
 #include "support/message_recorder.h"
 
@@ -267,6 +270,63 @@ TEST_F(ServiceInstallTest, ControlsAndStateQueriesUseTheRightAccess) {
   // The texts the configuration utility shows keep the product's spelling.
   EXPECT_NE(std::wstring(LoadStr(msgid::kCannotStart)).find(L"as an admininstrator and"), std::wstring::npos);
   EXPECT_NE(SystemErrorText(0xDEADu).find(L"57005"), std::wstring::npos) << "unknown codes keep their number";
+}
+
+// The installer with the settings record on an in-memory registry, as the installation package
+// and "/load" run it.
+class InstallSettingsTest : public ServiceInstallTest {
+ protected:
+  static constexpr const wchar_t* kKey = L"HKLM\\SOFTWARE\\Brellick\\Tarnvale";
+  MemKeyStore store;
+  SimulatedAccounts accounts;
+  MyOptsServices Services() { return {&store, &accounts, nullptr, nullptr}; }
+  ServiceInstaller seeding{sm, log, L"C:\\Program Files\\Tarnvale\\", L"C:\\setup.exe", [](DWORD) {}, Services()};
+  // A fresh record loaded the way the service loads it.
+  std::unique_ptr<MyOpts> Loaded() {
+    auto o = std::make_unique<MyOpts>(Services());
+    EXPECT_TRUE(o->Load());
+    return o;
+  }
+};
+
+TEST_F(InstallSettingsTest, AFreshInstallRunsOnTheDefaultListsAndAnUpgradeKeepsWhatItFinds) {
+  // The service has already counted sessions: the key exists, but holds no setting.
+  ASSERT_TRUE(RegKey(kKey, true, store).PutDword(L"SessionsMonitoring", 2));
+  ASSERT_TRUE(seeding.InstallAndStartService(kTrue));
+  MyOpts defaults(Services());
+  defaults.Reset();
+  const std::unique_ptr<MyOpts> owner = Loaded();
+  MyOpts& loaded = *owner;
+  EXPECT_EQ(loaded.IsDifferent(defaults), 0);
+  EXPECT_EQ(loaded.ApplyTo, (StrList{L"Users", L"Guests", L"Remote Desktop Users"}));
+  EXPECT_EQ(loaded.Exclude, (StrList{L"Administrators"}));
+  DWORD sessions = 0;
+  EXPECT_TRUE(ReadRegNumber(RegKey(kKey, false, store), L"SessionsMonitoring", sessions));
+  EXPECT_EQ(sessions, 2u) << "the statistics stay";
+  ASSERT_TRUE(seeding.UninstallService(kTrue));
+
+  // Stored settings, an empty list among them, survive a reinstall unchanged; a list that was
+  // never written gets its default.
+  loaded.Timeout = 33;
+  loaded.Enable = 1;
+  loaded.ApplyTo.clear();
+  loaded.Exclude = {L"DOM\\helpdesk"};
+  ASSERT_TRUE(loaded.Store());
+  ASSERT_TRUE(seeding.InstallAndStartService(kTrue));
+  EXPECT_EQ(Loaded()->IsDifferent(loaded), 0);
+  ASSERT_TRUE(seeding.UninstallService(kTrue));
+  ASSERT_TRUE(RegKey(kKey, true, store).DelSubKey(L"Exclude"));
+  ASSERT_TRUE(seeding.InstallAndStartService(kTrue));
+  EXPECT_EQ(Loaded()->Exclude, (StrList{L"Administrators"}));
+  EXPECT_TRUE(Loaded()->ApplyTo.empty());
+  EXPECT_EQ(Loaded()->Timeout, 33u);
+  ASSERT_TRUE(seeding.UninstallService(kTrue));
+
+  // Settings that cannot be written: no service runs on half of them.
+  store.Clear();
+  store.FailOperation(RegOp::kWrite, 3, err::kAccessDenied);
+  EXPECT_EQ(ErrorOf(seeding.InstallAndStartService(kTrue)), err::kAccessDenied);
+  EXPECT_FALSE(sm.HasService(kServiceName));
 }
 
 }  // namespace
