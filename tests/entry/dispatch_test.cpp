@@ -65,6 +65,52 @@ TEST(RunModeDispatch, SessionNumbersAreWholeDecimalsOf32Bits) {
   EXPECT_EQ(session, 77u) << "left untouched on failure";
 }
 
+TEST(RunModeDispatch, ObjectTagsAreReadAfterTheModeSwitchAndRefusedUnlessTheService) {
+  struct Case {
+    const wchar_t* line;
+    bool bad;
+    const wchar_t* tag;
+  };
+  const Case cases[] = {
+      {L"/monitor:3", false, L""},
+      {L"/monitor:3 /tag:0123456789abcdef", false, L"0123456789abcdef"},
+      {L"/msg:3\t-TAG=ab", false, L"ab"},
+      {L"\"C:\\Program Files\\Tarnvale\\TV64.EXE\" /msg:12 /tag:ffffffffffffffffffffffffffffffff", false,
+       L"ffffffffffffffffffffffffffffffff"},
+      // Words that only look like the switch are someone else's.
+      {L"/monitor:3 /tags:zz", false, L""},
+      {L"/monitor:3 tag:zz", false, L""},
+      // The mode's own data is the session, never a tag.
+      {L"/monitor:tag:ab", false, L""},
+      // Values the service never writes: upper case, too long, empty, quoted, none, twice.
+      {L"/monitor:3 /tag:ABCD", true, L""},
+      {L"/monitor:3 /tag:fffffffffffffffffffffffffffffffff", true, L""},
+      {L"/monitor:3 /tag:", true, L""},
+      {L"/monitor:3 /tag:\"ab\"", true, L""},
+      {L"/msg:3 /tag", true, L""},
+      {L"/msg:3 /tag:ab /tag:ab", true, L""},
+      {L"/msg:3 /tag:..\\x", true, L""},
+  };
+  for (const Case& c : cases) {
+    const RunRequest r = ParseRunMode(c.line);
+    const std::string line = testing::PrintToString(std::wstring(c.line));
+    EXPECT_EQ(r.badTag, c.bad) << line;
+    EXPECT_EQ(r.tag, c.tag) << line;
+  }
+  std::wstring tag = L"kept";
+  EXPECT_FALSE(ParseObjectTag(L"/msg:1 /tag:XY", tag));
+  EXPECT_EQ(tag, L"kept") << "left untouched on failure";
+  EXPECT_FALSE(ParseObjectTag(nullptr, tag));
+
+  // A refused tag ends either mode with the code of an unreadable session, before any agent or
+  // box could use the name.
+  test::MessageRecorder messages;
+  for (const wchar_t* line : {L"/monitor:3 /tag:XYZ", L"/monitor /tag:", L"/msg:3 /tag:g", L"/msg:x /tag:1 /tag:2"}) {
+    EXPECT_EQ(DoWinMain(nullptr, line, 1), 87) << testing::PrintToString(std::wstring(line));
+  }
+  EXPECT_TRUE(messages.shown.empty());
+}
+
 TEST(RunModeDispatch, ModesWithoutEffectExitZeroAndLeaveTheBookkeepingBalanced) {
   test::MessageRecorder messages;
   const int before = GetMyProductInfo()->GetAppCount();
