@@ -23,7 +23,10 @@ std::vector<Policy> MakePolicies() {
                "Switches forced log-off of idle sessions on or off.\n\n"
                "Enabled or Disabled: Tarnvale takes ALL of its settings from group policy, and the settings of the "
                "computer (made with the configuration utility) are ignored. A Tarnvale policy left Not Configured "
-               "then has its default value, not the computer's.\n\n"
+               "then has its default value, not the computer's, except the two account lists: a list left Not "
+               "Configured is EMPTY. Without \"Apply to these accounts and groups\" the log-off applies to everyone; "
+               "without \"Never apply to these accounts and groups\" nobody is spared, administrators included. "
+               "Configure both lists whenever you enable this policy.\n\n"
                "Not Configured: every Tarnvale policy is ignored, and the computer's own settings apply.",
                Switch("Enable", 0, ""), {}});
   p.push_back({"Timeout", "Idle time before the warning",
@@ -64,11 +67,16 @@ std::vector<Policy> MakePolicies() {
                Switch("KeepLastActiveUser", 0, ""), {}});
   p.push_back({"ApplyTo", "Apply to these accounts and groups",
                "Accounts and groups whose sessions are logged off when idle, one name per line, as DOMAIN\\name or "
-               "name. An empty list applies to everyone. Without this policy the list is empty.",
+               "name. An empty list applies to everyone.\n\n"
+               "Not Configured (while \"Log off idle sessions\" is Enabled or Disabled): the list is empty, so the "
+               "log-off applies to everyone, not to the default groups Users, Guests and Remote Desktop Users.",
                std::nullopt, {{"ApplyTo", Kind::kList, 0, 0, 0, "Accounts and groups:", true, {}}}});
   p.push_back({"Exclude", "Never apply to these accounts and groups",
                "Accounts and groups whose sessions are never logged off, one name per line. This list wins over "
-               "the list of accounts it applies to.",
+               "the list of accounts it applies to.\n\n"
+               "Not Configured (while \"Log off idle sessions\" is Enabled or Disabled): the list is empty, so "
+               "nobody is spared, not even the Administrators group that a computer's own settings exclude by "
+               "default.",
                std::nullopt, {{"Exclude", Kind::kList, 0, 0, 0, "Accounts and groups:", true, {}}}});
   p.push_back({"UseSchedule", "Weekly schedule",
                "Enabled: idle sessions are logged off only at the times of the schedule.\n\n"

@@ -66,6 +66,25 @@ TEST_F(PolicyTemplatesTest, EveryValueTheRecordStoresIsOfferedOnceWithItsTypeAnd
   EXPECT_EQ(Wide(admx::kPolicyKey), kPolicySubKey) << "the templates write where the record reads";
 }
 
+// A policy that is Enabled while a list policy stays Not Configured leaves that list empty, not at
+// the computer's default; each list's help and the switch's say so.
+TEST_F(PolicyTemplatesTest, AListLeftNotConfiguredIsEmptyAndTheHelpSaysSo) {
+  Dword(kComputerPolicyKey, L"Enable", 1);
+  MyOpts o(Services());
+  ASSERT_TRUE(o.Load());
+  ASSERT_TRUE(o.policyInForce);
+  EXPECT_TRUE(o.ApplyTo.empty());
+  EXPECT_TRUE(o.Exclude.empty());
+  for (const admx::Policy& p : admx::Policies()) {
+    const std::string name = p.name, help = p.explain;
+    if (name == "ApplyTo" || name == "Exclude" || name == "Enable") {
+      EXPECT_NE(help.find("Not Configured"), std::string::npos) << name;
+      EXPECT_NE(help.find(name == "Enable" ? "is EMPTY" : "the list is empty"), std::string::npos) << name;
+    }
+    EXPECT_EQ(help.find("take their defaults"), std::string::npos) << name;
+  }
+}
+
 // Through a bound GPO, where the record corrects what group policy hands it: the templates must
 // offer exactly what survives, no more and no less.
 TEST_F(PolicyTemplatesTest, RangesAreTheOnesTheRecordEnforces) {
