@@ -12,6 +12,12 @@ std::wstring TargetLabel(bool gpoMode, const std::wstring& computerName, const s
   return gpoMode ? L"<B>" + gpoPath + L"</b> (GPO)" : L"<B>" + computerName + L"</b> (This Computer)";
 }
 
+std::vector<std::wstring> ListLinesShown(const std::vector<std::wstring>& list, bool applyTo, bool policyManaged) {
+  if (!list.empty() || !policyManaged) return list;
+  return {applyTo ? L"(not set by the policy: applies to everyone)"
+                  : L"(not set by the policy: nobody is spared, administrators included)"};
+}
+
 std::vector<TargetMenuItem> TargetMenuItems(bool gpoMode) {
   std::vector<TargetMenuItem> items;
   if (gpoMode) items.push_back({TargetCommand::kThisComputer, IDS_MENU_THIS_COMPUTER});

@@ -15,6 +15,11 @@ class MyConfig;
 // The mark-up label naming what is edited: "<B>name</b> (This Computer)" or "<B>path</b> (GPO)".
 std::wstring TargetLabel(bool gpoMode, const std::wstring& computerName, const std::wstring& gpoPath);
 
+// What a list box shows for `list` (ApplyTo when `applyTo`, else Exclude). While a policy manages
+// the computer an empty list is not the default but really empty, so it shows one line that says
+// what that means instead of nothing; the line is never read back as an entry.
+std::vector<std::wstring> ListLinesShown(const std::vector<std::wstring>& list, bool applyTo, bool policyManaged);
+
 // The target menu's commands.
 enum class TargetCommand { kThisComputer, kChooseGpo };
 struct TargetMenuItem {

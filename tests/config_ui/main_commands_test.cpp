@@ -11,6 +11,17 @@
 namespace tv {
 namespace {
 
+TEST(MainCommands, AnEmptyListUnderPolicySaysWhatItMeans) {
+  const std::vector<std::wstring> some{L"Staff"};
+  EXPECT_EQ(ListLinesShown(some, true, true), some);
+  EXPECT_TRUE(ListLinesShown({}, true, false).empty()) << "the computer's own empty list is shown empty";
+  const auto apply = ListLinesShown({}, true, true), exclude = ListLinesShown({}, false, true);
+  ASSERT_EQ(apply.size(), 1u);
+  ASSERT_EQ(exclude.size(), 1u);
+  EXPECT_NE(apply[0].find(L"everyone"), std::wstring::npos);
+  EXPECT_NE(exclude[0].find(L"nobody"), std::wstring::npos);
+}
+
 TEST(MainCommands, TargetLabelMenuAndGpoSwitch) {
   EXPECT_EQ(TargetLabel(false, L"WS01", L""), L"<B>WS01</b> (This Computer)");
 

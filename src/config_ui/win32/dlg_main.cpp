@@ -190,8 +190,8 @@ void DlgMain::LoadControls() {
   ::SendDlgItemMessageW(hwnd, IDC_ENABLE_TRISTATE, CB_SETCURSEL, TriStateItem(edited_), 0);
   for (const CheckBinding& c : kChecks) SetTicked(c.id, edited_.*c.field);
   for (const NumberBinding& n : kNumbers) ::SetDlgItemInt(hwnd, n.edit, static_cast<UINT>(edited_.*n.field), TRUE);
-  FillList(IDC_APPLY_TO, edited_.ApplyTo);
-  FillList(IDC_EXCLUDE, edited_.Exclude);
+  FillList(IDC_APPLY_TO, ListLinesShown(edited_.ApplyTo, true, PolicyManaged()));
+  FillList(IDC_EXCLUDE, ListLinesShown(edited_.Exclude, false, PolicyManaged()));
   ::SendDlgItemMessageW(hwnd, IDC_SHUTDOWN_ACTION, CB_SETCURSEL, ShutdownActionItem(edited_.ShutdownAction), 0);
   ApplyEnabling();
 }
@@ -204,8 +204,11 @@ void DlgMain::ReadControls() {
     edited_.Enable = IsTicked(IDC_ENABLE) ? 1 : 0;
   for (const CheckBinding& c : kChecks) edited_.*c.field = IsTicked(c.id) ? 1 : 0;
   for (const NumberBinding& n : kNumbers) edited_.*n.field = static_cast<DWORD>(ReadNumber(n.edit));
-  ReadList(IDC_APPLY_TO, edited_.ApplyTo);
-  ReadList(IDC_EXCLUDE, edited_.Exclude);
+  // Under a policy the boxes cannot be edited and may show an explanation instead of entries.
+  if (!PolicyManaged()) {
+    ReadList(IDC_APPLY_TO, edited_.ApplyTo);
+    ReadList(IDC_EXCLUDE, edited_.Exclude);
+  }
   const int item = static_cast<int>(::SendDlgItemMessageW(hwnd, IDC_SHUTDOWN_ACTION, CB_GETCURSEL, 0, 0));
   edited_.ShutdownAction = ShutdownActionFromItem(item, edited_.ShutdownAction);
 }
