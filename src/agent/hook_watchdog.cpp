@@ -33,7 +33,7 @@ HookWatchdog::Verdict HookWatchdog::OnTick(Tick lastInput) {
 
   // A report since the last tick that is not older than the session's last input: the hooks
   // work. This also settles a report that came in just after the previous tick looked.
-  if (reported && AtOrAfter(hook, lastInput)) {
+  if (reported && AtOrAfter(static_cast<Tick>(hook + kReportSlackMs), lastInput)) {
     misses_ = 0;
     return verdict;
   }

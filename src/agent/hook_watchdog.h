@@ -15,6 +15,10 @@ namespace tv {
 
 class HookWatchdog {
  public:
+  // A report this much older than the session's last input still counts as a report of it: the
+  // system stamps input with its own coarse tick, which may run a little ahead of the one read
+  // when the report arrives.
+  static constexpr Tick kReportSlackMs = 250;
   // Ticks of the timer that found input the hooks did not report, with no hook report in
   // between, after which the hooks are installed again.
   static constexpr int kMissesToReinstall = 3;

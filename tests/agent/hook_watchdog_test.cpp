@@ -17,9 +17,10 @@ class Session {
  public:
   explicit Session(Tick start) : clock_(start), lastInput_(start - 5000), dog_(clock_, lastInput_) {}
 
-  // Input at the current tick; `hooksSee` whether the hooks report it (at once).
-  void Input(bool hooksSee) {
-    lastInput_ = clock_.GetTickCount();
+  // Input at the current tick; `hooksSee` whether the hooks report it (at once). The system
+  // may stamp the input `stampAheadMs` later than the clock the report is stamped with reads.
+  void Input(bool hooksSee, Tick stampAheadMs = 0) {
+    lastInput_ = clock_.GetTickCount() + stampAheadMs;
     if (hooksSee) dog_.OnHookInput();
   }
   // A report of input made earlier, arriving only now.
@@ -58,6 +59,13 @@ TEST(HookWatchdog, LiveHooksNeverMissAndALateReportSettlesItsTick) {
       trace += Trace({s.Tick1s()});
     }
     EXPECT_EQ(trace, "..........");
+    // The system's stamp a clock step ahead of the report's is still the reported input.
+    trace.clear();
+    for (int i = 0; i < 4; ++i) {
+      s.Input(true, 16);
+      trace += Trace({s.Tick1s()});
+    }
+    EXPECT_EQ(trace, "....");
     // Input just before the tick whose report comes in after it: counted as missed once (it is
     // input all the same), then the late report proves the hooks alive and the row starts over.
     // However often that happens, it never adds up to a re-installation.

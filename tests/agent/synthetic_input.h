@@ -19,6 +19,16 @@ inline bool TypeKey() {
   return ::SendInput(2, in, sizeof(INPUT)) == 2;
 }
 
+// Shift pressed, or released, alone: one input event each, so that a test can make exactly one
+// activity (a press and release are two, and the second would wait for the next second).
+inline bool ShiftDown(bool down) {
+  INPUT in{};
+  in.type = INPUT_KEYBOARD;
+  in.ki.wVk = VK_SHIFT;
+  in.ki.dwFlags = down ? 0 : KEYEVENTF_KEYUP;
+  return ::SendInput(1, &in, sizeof(INPUT)) == 1;
+}
+
 // A one-pixel move and back, so the pointer stays where it was.
 inline bool NudgeMouse() {
   INPUT in[2] = {};
