@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "entry/data_folder.h"
 #include "platform/accounts.h"
@@ -16,6 +17,7 @@
 #include "platform/registry.h"
 #include "platform/types.h"
 #include "settings/gpo.h"
+#include "settings/import_checks.h"
 #include "settings/options.h"
 #include "settings/policy.h"
 #include "settings/schedule.h"
@@ -149,8 +151,10 @@ class MyOpts : public BoolOpts {
   // writer from showing messages. Answers the writer's result.
   BOOL Export(void* ownerWindow, const wchar_t* filePath, int quiet = 0);
   // Reads the record from a settings file through the "Temp" subkey. On failure the record and
-  // the product's key stay as they were.
-  BOOL Import(void* ownerWindow, const wchar_t* filePath, int quiet = 0);
+  // the product's key stay as they were. `findings` (may be null) receives what the file holds
+  // that the service cannot use as written (CheckImportedSettings), with the file's lines.
+  BOOL Import(void* ownerWindow, const wchar_t* filePath, int quiet = 0,
+              std::vector<ImportFinding>* findings = nullptr);
 
   // The GPO's cache file: the data folder, "\GPOcache\" and the GPO's name, in one process-wide
   // buffer of kGpoPathChars that the next call overwrites (not for two threads at once). With

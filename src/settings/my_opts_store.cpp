@@ -5,6 +5,7 @@
 #include <system_error>
 
 #include "platform/last_error.h"
+#include "foundation/text_file.h"
 #include "settings/gp_obj.h"
 #include "settings/my_opts.h"
 #include "settings/settings_file.h"
@@ -132,13 +133,21 @@ BOOL MyOpts::Export(void* ownerWindow, const wchar_t* filePath, int quiet) {
   return result;
 }
 
-BOOL MyOpts::Import(void* ownerWindow, const wchar_t* filePath, int quiet) {
+BOOL MyOpts::Import(void* ownerWindow, const wchar_t* filePath, int quiet, std::vector<ImportFinding>* findings) {
   useTempKey = 1;
   (void)DelTemp();
   BOOL result;
   {
     RegKey temp(TempPath().c_str(), true, KeyStoreRef());
     result = temp.IsOpen() ? ImportRegKey(ownerWindow, temp, filePath, quiet) : kFalse;
+    std::wstring text;
+    if (result && findings) {
+      // The file was just read whole; reading it again only fails if it went meanwhile, and then
+      // there are no lines to name.
+      PreserveLastError keep;
+      if (!ReadTextFile(filePath, &text)) text.clear();
+      *findings = CheckImportedSettings(temp, text);
+    }
   }
   if (result) {
     // LoadTemp starts with a Reset; keep what it must not touch and what a failure must restore.
