@@ -102,8 +102,10 @@ int RunMessageMode(DWORD session, const std::wstring& tag) {
   MyOpts opts;
   opts.Reset();
   (void)opts.Load();  // a computer without settings warns with the defaults
+  // Only the session's own quit event: the plain one is the whole service's, and a box started
+  // by hand has no session the service could let go.
   Event quit;
-  const BOOL watched = quit.Open(AgentQuitEventName(tag).c_str(), kTrue, kSynchronize, kFalse);
+  const BOOL watched = !tag.empty() && quit.Open(AgentQuitEventName(tag).c_str(), kTrue, kSynchronize, kFalse);
 #ifdef _WIN32
   // The service has let the session go: the box must not outlive it for hours. The watcher
   // posts WM_QUIT to this thread, whose queue must exist before it starts.

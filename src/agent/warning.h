@@ -24,8 +24,8 @@ void* GetOpenWarningBox();
 
 // The "/msg" run mode: hands the request to the session's monitor window when one exists,
 // otherwise loads the settings and shows the warning itself, with the session's objects of
-// `tag` (empty: the plain names): OK pressed sets the session's idle event, as activity, and the
-// session's quit event being set ends the box. Answers the process exit code.
+// `tag` (empty: the plain names): OK pressed sets the session's idle event, as activity, and,
+// with a tag, the session's quit event being set ends the box. Answers the process exit code.
 int RunMessageMode(DWORD session, const std::wstring& tag = {});
 
 }  // namespace tv

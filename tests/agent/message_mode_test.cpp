@@ -55,7 +55,9 @@ TEST(MessageMode, OkIsActivityOfItsOwnSessionOnlyAndNotOnceTheSessionWasLetGo) {
   }
   EXPECT_FALSE(tagged.idle.Wait(0));
 
-  // Without a tag (started by hand) the plain names, as before tags existed.
+  // Without a tag (started by hand) the plain names, as before tags existed; the plain quit
+  // event is the whole service's, which says nothing about this session.
+  plain.quit.Set();
   {
     test::MessageRecorder ok(kAnswerOk);
     EXPECT_EQ(RunMessageMode(3), 0);
