@@ -146,8 +146,10 @@ class Win32ServiceManager final : public ServiceManager {
     SC_HANDLE s = Sc(service);
     if (!s) return Fail(err::kInvalidHandle);
     PSECURITY_DESCRIPTOR sd = nullptr;
+    // Systems differ in the code for text that does not parse (Windows 87, Wine 1336); the seam
+    // promises one.
     if (!::ConvertStringSecurityDescriptorToSecurityDescriptorW(sddl.c_str(), SDDL_REVISION_1, &sd, nullptr))
-      return Fail(LastErrorOr(err::kInvalidParameter));
+      return Fail(err::kInvalidParameter);
     const BOOL ok = ::SetServiceObjectSecurity(s, DACL_SECURITY_INFORMATION, sd);
     const ErrorCode error = ok ? err::kSuccess : LastErrorOr(err::kGenFailure);
     ::LocalFree(sd);
