@@ -18,6 +18,13 @@ std::vector<std::wstring> ListLinesShown(const std::vector<std::wstring>& list, 
                   : L"(not set by the policy: nobody is spared, administrators included)"};
 }
 
+std::wstring ImportFindingsQuestion(const std::vector<ImportFinding>& findings, const std::wstring& file) {
+  std::wstring text = L"The service cannot use everything in this file:\n\n";
+  for (const ImportFinding& f : findings) text += FormatImportFinding(f, file) + L"\n";
+  text += L"\nKeep the imported settings? No puts back the settings as they were before the import.";
+  return text;
+}
+
 std::vector<TargetMenuItem> TargetMenuItems(bool gpoMode) {
   std::vector<TargetMenuItem> items;
   if (gpoMode) items.push_back({TargetCommand::kThisComputer, IDS_MENU_THIS_COMPUTER});

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "platform/types.h"
+#include "settings/import_checks.h"
 
 namespace tv {
 
@@ -19,6 +20,11 @@ std::wstring TargetLabel(bool gpoMode, const std::wstring& computerName, const s
 // the computer an empty list is not the default but really empty, so it shows one line that says
 // what that means instead of nothing; the line is never read back as an entry.
 std::vector<std::wstring> ListLinesShown(const std::vector<std::wstring>& list, bool applyTo, bool policyManaged);
+
+// The question after an import whose file holds what the service cannot use as written
+// (`findings` from MyOpts::Import, `file` as the person chose it): the findings with their lines,
+// then whether to keep the imported settings. No brings back the settings as they were.
+std::wstring ImportFindingsQuestion(const std::vector<ImportFinding>& findings, const std::wstring& file);
 
 // The target menu's commands.
 enum class TargetCommand { kThisComputer, kChooseGpo };

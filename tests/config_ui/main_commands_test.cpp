@@ -2,6 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <filesystem>
+#include <vector>
+
+#include "foundation/text_file.h"
+#include "platform/portable/accounts.h"
+#include "settings/my_opts.h"
+
 #include "config_ui/main_dialog_ids.h"
 #include "foundation/string_table.h"
 #include "platform/last_error.h"
@@ -20,6 +28,46 @@ TEST(MainCommands, AnEmptyListUnderPolicySaysWhatItMeans) {
   ASSERT_EQ(exclude.size(), 1u);
   EXPECT_NE(apply[0].find(L"everyone"), std::wstring::npos);
   EXPECT_NE(exclude[0].find(L"nobody"), std::wstring::npos);
+}
+
+// The import the dialog runs, its question, and No: the edited settings come back exactly, which
+// a second export shows byte for byte.
+TEST(MainCommands, AnImportWithFindingsAsksAndNoPutsTheSettingsBack) {
+  MemKeyStore store;
+  SimulatedAccounts accounts;
+  const MyOptsServices services{&store, &accounts, nullptr, nullptr};
+  const std::filesystem::path folder =
+      std::filesystem::temp_directory_path() /
+      ("tv-import-undo-" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()));
+  std::filesystem::create_directories(folder);
+  const std::wstring hand = (folder / "hand.cfg").wstring(), first = (folder / "first.cfg").wstring(),
+                     again = (folder / "again.cfg").wstring();
+  ASSERT_TRUE(WriteTextFile(hand.c_str(), L"<?xml version=\"1.0\"?>\r\n"
+                                          L"<DATA Name=\"Timeout\" Type=\"REG_DWORD\" Value=\"thirty\"/>\r\n"));
+
+  MyOpts edited(services);
+  edited.Reset();
+  edited.Timeout = 25;
+  edited.Exclude = {L"Helpdesk"};
+  edited.SetSchedule(L"Mon 8:00-17:30, ");
+  ASSERT_TRUE(edited.Export(nullptr, first.c_str(), 1));
+  MyOpts before(services);
+  before.CopyFrom(edited);
+  std::vector<ImportFinding> findings;
+  ASSERT_TRUE(edited.Import(nullptr, hand.c_str(), 1, &findings));
+  ASSERT_FALSE(findings.empty());
+  const std::wstring question = ImportFindingsQuestion(findings, L"hand.cfg");
+  EXPECT_NE(question.find(L"hand.cfg:2: Timeout is \"thirty\""), std::wstring::npos) << question;
+  EXPECT_NE(question.find(L"Keep the imported settings?"), std::wstring::npos);
+
+  edited.CopyFrom(before);
+  ASSERT_TRUE(edited.Export(nullptr, again.c_str(), 1));
+  std::vector<std::uint8_t> a, b;
+  ASSERT_TRUE(ReadFileBytes(first.c_str(), &a));
+  ASSERT_TRUE(ReadFileBytes(again.c_str(), &b));
+  EXPECT_EQ(a, b);
+  std::error_code ignored;
+  std::filesystem::remove_all(folder, ignored);
 }
 
 TEST(MainCommands, TargetLabelMenuAndGpoSwitch) {

@@ -225,7 +225,12 @@ void DlgMain::ExportOrImport(bool isExport) {
               (isExport ? OFN_OVERWRITEPROMPT : OFN_FILEMUSTEXIST);
   if (!(isExport ? ::GetSaveFileNameW(&ofn) : ::GetOpenFileNameW(&ofn))) return;
 
-  const BOOL ok = isExport ? edited_.Export(GetHwnd(), file.data(), 1) : edited_.Import(GetHwnd(), file.data(), 1);
+  // What the import replaces, to put back when the person does not want what the file brought.
+  MyOpts before;
+  before.CopyFrom(edited_);
+  std::vector<ImportFinding> findings;
+  const BOOL ok =
+      isExport ? edited_.Export(GetHwnd(), file.data(), 1) : edited_.Import(GetHwnd(), file.data(), 1, &findings);
   if (!ok) {
     // The settings file layer says what is wrong with a file it could read (the line of bad XML,
     // the value that does not fit); a file it could not read at all is a system error.
@@ -236,7 +241,15 @@ void DlgMain::ExportOrImport(bool isExport) {
       MsgLastError(GetHwnd(), 0xFFFFFFFF, L"%ls", file.data());
     return;
   }
-  if (!isExport) LoadControls();
+  if (!isExport) {
+    LoadControls();
+    if (!findings.empty() &&
+        ShowMsg(MB_YESNO | MB_ICONWARNING, ImportFindingsQuestion(findings, file.data())) != IDYES) {
+      edited_.CopyFrom(before);
+      LoadControls();
+      return;
+    }
+  }
   const std::wstring chosen = file.data();
   chosen.copy(config_.ImpExpPath, kConfigPathChars - 1);
   config_.ImpExpPath[std::min(chosen.size(), kConfigPathChars - 1)] = L'\0';
