@@ -45,10 +45,11 @@ stage=$(cd "$out" && pwd)/stage-$version
 rm -rf "$stage"
 mkdir -p "$stage"
 
-# The licence as the RTF file that the data-loss warning names.
+# The licence as the RTF file that the data-loss warning names, after the statement that the
+# responsibility for lost work stays with whoever configures the log-off.
 {
   printf '{\\rtf1\\ansi\\deff0{\\fonttbl{\\f0\\fswiss Segoe UI;}}\\f0\\fs20\n'
-  sed -e 's/\\/\\\\/g' -e 's/{/\\{/g' -e 's/}/\\}/g' -e 's/$/\\par/' LICENSE
+  cat packaging/License-responsibility.txt LICENSE | sed -e 's/\\/\\\\/g' -e 's/{/\\{/g' -e 's/}/\\}/g' -e 's/$/\\par/'
   printf '}\n'
 } > "$stage/License.rtf"
 sed "s/@VERSION@/$version/g" docs/user-guide.html > "$stage/Tarnvale.html"

@@ -128,6 +128,9 @@ check "default Apply-to list written (3 Remote Desktop Users)" \
 check "default Never-apply-to list written (1 Administrators)" \
   test "$(reg_value "$settings_key\Exclude" 1)" = "Administrators"
 check "Start-menu entry for the user guide" start_menu_entries
+check "License.rtf holds the Apache License 2.0" grep -q 'Apache License' "$install_dir/License.rtf"
+check "License.rtf keeps the responsibility for lost work with whoever configures it" \
+  grep -q 'stays with whoever' "$install_dir/License.rtf"
 # The utility opens its window whatever the command line, so it is only compared here; its own
 # tests drive it.
 if [ -f "$build/bin/Tarnvale64.EXE" ]; then
