@@ -78,5 +78,22 @@ TEST_F(ImportChecksTest, WhatTheProductExportsComesBackWithoutAWord) {
   EXPECT_FALSE(IsKnownProductValue(L"Timeuot"));
 }
 
+// The shipped example is UTF-8, which every reader of settings files takes, and holds nothing the
+// service would not use as written.
+TEST_F(ImportChecksTest, TheShippedExampleIsUtf8AndClean) {
+  const std::string narrow = TV_EXAMPLES_DIR;
+  const std::wstring example = std::wstring(narrow.begin(), narrow.end()) + L"/office.cfg";
+  TextEncoding encoding = TextEncoding::kAnsi;
+  std::wstring text;
+  ASSERT_TRUE(ReadTextFile(example.c_str(), &text, &encoding));
+  EXPECT_EQ(encoding, TextEncoding::kUtf8);
+  MyOpts o(Services());
+  o.Reset();
+  std::vector<ImportFinding> findings{{}};
+  ASSERT_TRUE(o.Import(nullptr, example.c_str(), 1, &findings));
+  EXPECT_TRUE(findings.empty()) << FormatImportFinding(findings.front(), L"office.cfg");
+  EXPECT_TRUE(o.Enable);
+}
+
 }  // namespace
 }  // namespace tv
