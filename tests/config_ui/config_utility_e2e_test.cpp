@@ -5,7 +5,9 @@
 #ifdef _WIN32
 
 #include <algorithm>
+#include <cstdint>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -130,6 +132,51 @@ class ConfigUtility : public testing::Test {
 
   std::unique_ptr<ChildProcess> utility_;
 };
+
+// The control's pixels as the screen shows them (a repaint that left raw mark-up or two texts on
+// top of each other shows here, not in the window text).
+std::vector<std::uint32_t> ScreenPixels(HWND control) {
+  RECT r{};
+  ::GetWindowRect(control, &r);
+  const int w = r.right - r.left, h = r.bottom - r.top;
+  std::vector<std::uint32_t> pixels;
+  if (w <= 0 || h <= 0) return pixels;
+  HDC screen = ::GetDC(nullptr);
+  HDC memory = ::CreateCompatibleDC(screen);
+  BITMAPINFO info{};
+  info.bmiHeader.biSize = sizeof(info.bmiHeader);
+  info.bmiHeader.biWidth = w;
+  info.bmiHeader.biHeight = -h;
+  info.bmiHeader.biPlanes = 1;
+  info.bmiHeader.biBitCount = 32;
+  void* bits = nullptr;
+  HBITMAP bitmap = ::CreateDIBSection(screen, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
+  if (bitmap && bits) {
+    HGDIOBJ old = ::SelectObject(memory, bitmap);
+    if (::BitBlt(memory, 0, 0, w, h, screen, r.left, r.top, SRCCOPY)) {
+      const auto* p = static_cast<const std::uint32_t*>(bits);
+      pixels.assign(p, p + static_cast<std::size_t>(w) * static_cast<std::size_t>(h));
+    }
+    ::SelectObject(memory, old);
+  }
+  if (bitmap) ::DeleteObject(bitmap);
+  ::DeleteDC(memory);
+  ::ReleaseDC(nullptr, screen);
+  return pixels;
+}
+
+// Once the control has painted what it is going to paint: two looks in a row agree. Nothing is
+// invalidated here, so whatever a command left on the screen is what is seen.
+std::vector<std::uint32_t> SettledPixels(HWND control) {
+  std::vector<std::uint32_t> last = ScreenPixels(control), now;
+  Eventually([&] {
+    now = ScreenPixels(control);
+    const bool same = now == last;
+    last = now;
+    return same && !now.empty();
+  });
+  return now;
+}
 
 bool IsChecked(HWND dialog, int id) {
   return ::SendMessageW(::GetDlgItem(dialog, id), BM_GETCHECK, 0, 0) == BST_CHECKED;
@@ -348,6 +395,62 @@ TEST_F(ConfigUtility, GpoTargetWithoutAnEditorSaysSoAndStaysOnThisComputer) {
   Settle(dialog);
   EXPECT_EQ(ItemText(dialog, IDC_TARGET_LABEL), label);
   EXPECT_EQ(GetText(L"GPOPath"), L"");
+}
+
+// The header keeps its text and its look (the computer's name in bold) through every command that
+// sets it again: Restore defaults, Import, and an import put back after its findings.
+TEST_F(ConfigUtility, HeaderStaysMarkUpThroughRestoreDefaultsAndImport) {
+  wchar_t temp[MAX_PATH] = {};
+  ::GetTempPathW(MAX_PATH, temp);
+  const std::wstring folder = std::wstring(temp) + L"tv-cfg-header-" + std::to_wstring(::GetCurrentProcessId()) + L"\\";
+  ::CreateDirectoryW(folder.c_str(), nullptr);
+  const std::wstring good = folder + L"good.cfg", hand = folder + L"hand.cfg";
+  ::DeleteFileW(good.c_str());
+  const std::wstring text = L"\xFEFF<?xml version=\"1.0\"?>\r\n<DATA Name=\"Timeuot\" Type=\"REG_DWORD\" Value=\"7\"/>\r\n";
+  HANDLE file = ::CreateFileW(hand.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
+  ASSERT_NE(file, INVALID_HANDLE_VALUE);
+  DWORD written = 0;
+  ::WriteFile(file, text.data(), static_cast<DWORD>(text.size() * sizeof(wchar_t)), &written, nullptr);
+  ::CloseHandle(file);
+
+  wchar_t computer[MAX_COMPUTERNAME_LENGTH + 1] = {};
+  DWORD size = MAX_COMPUTERNAME_LENGTH + 1;
+  ::GetComputerNameW(computer, &size);
+  const std::wstring label = L"<B>" + std::wstring(computer) + L"</b> (This Computer)";
+  PutDword(L"Timeout", 33);
+  HWND dialog = Open();
+  ASSERT_NE(dialog, nullptr);
+  Settle(dialog);
+  HWND header = ::GetDlgItem(dialog, IDC_TARGET_LABEL);
+  const std::vector<std::uint32_t> look = SettledPixels(header);
+  ASSERT_GT(std::set<std::uint32_t>(look.begin(), look.end()).size(), 2u) << "no text seen on the screen";
+  auto expectHeader = [&](const char* after) {
+    Settle(dialog);
+    EXPECT_EQ(ItemText(dialog, IDC_TARGET_LABEL), label) << after;
+    EXPECT_TRUE(SettledPixels(header) == look) << "the header looks different after " << after;
+  };
+
+  ASSERT_TRUE(PostPress(dialog, IDC_RESTORE_DEFAULTS));
+  Answer(L"Yes");
+  EXPECT_TRUE(WaitForItemText(dialog, IDC_TIMEOUT, L"10"));
+  expectHeader("Restore defaults");
+
+  ASSERT_NO_FATAL_FAILURE(ChooseFile(dialog, IDC_EXPORT, L"Export settings", good));
+  ASSERT_TRUE(Eventually([&] { return ::GetFileAttributesW(good.c_str()) != INVALID_FILE_ATTRIBUTES; }));
+  ASSERT_NO_FATAL_FAILURE(ChooseFile(dialog, IDC_IMPORT, L"Import settings", good));
+  expectHeader("Import");
+
+  // A file with a name the product does not know: named with its line, and No puts it all back.
+  ASSERT_TRUE(SetItemText(dialog, IDC_TIMEOUT, L"21"));
+  ASSERT_NO_FATAL_FAILURE(ChooseFile(dialog, IDC_IMPORT, L"Import settings", hand));
+  const std::wstring question = Answer(L"No");
+  EXPECT_NE(question.find(hand + L":2: 'Timeuot' is not a setting Tarnvale reads"), std::wstring::npos)
+      << testing::PrintToString(question);
+  EXPECT_TRUE(WaitForItemText(dialog, IDC_TIMEOUT, L"21")) << ItemText(dialog, IDC_TIMEOUT);
+  expectHeader("an import put back");
+  ::DeleteFileW(good.c_str());
+  ::DeleteFileW(hand.c_str());
+  ::RemoveDirectoryW(folder.c_str());
 }
 
 TEST_F(ConfigUtility, ApplyRefusesOutOfRangeNumbersInOrderAndKeepsTheDialogOpen) {

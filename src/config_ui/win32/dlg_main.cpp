@@ -185,7 +185,11 @@ void DlgMain::ReadList(int id, StrList& list) const {
 
 void DlgMain::LoadControls() {
   HWND hwnd = GetHwnd();
-  (void)targetLabel_.SetHTMLText(TargetLabel(GpoMode(), computerName_, gpoPath_).c_str());
+  // Setting the text hands it to the system's static control as well, which on some systems paints
+  // it at once as plain text over the mark-up; Restore defaults and Import reload every control,
+  // so the header is set only when it really changes.
+  const std::wstring label = TargetLabel(GpoMode(), computerName_, gpoPath_);
+  if (targetLabel_.GetHTMLText() != label) (void)targetLabel_.SetHTMLText(label.c_str());
   SetTicked(IDC_ENABLE, edited_.Enable);
   ::SendDlgItemMessageW(hwnd, IDC_ENABLE_TRISTATE, CB_SETCURSEL, TriStateItem(edited_), 0);
   for (const CheckBinding& c : kChecks) SetTicked(c.id, edited_.*c.field);

@@ -206,7 +206,8 @@ void DlgMain::EditSchedule() {
 // ---- export and import
 
 void DlgMain::ExportOrImport(bool isExport) {
-  if (isExport) ReadControls();
+  // An import may be put back, and then what the boxes showed must come back with it.
+  ReadControls();
   const std::wstring start = ExportImportStartFile(config_.ImpExpPath, DocumentsFolder());
   const std::wstring folder = FolderOf(start);
   std::vector<wchar_t> file(MAX_PATH * 4, L'\0');
