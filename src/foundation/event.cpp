@@ -82,7 +82,7 @@ BOOL Event::CreateNewForUser(const wchar_t* name, BOOL global, const wchar_t* us
                              BOOL manualReset, BOOL initialState) {
   if (!userSid || !*userSid) return Fail(err::kInvalidParameter);
   wchar_t sddl[kObjectNameChars];
-  const int written = std::swprintf(sddl, kObjectNameChars, L"D:(A;;0x%lX;;;%ls)(A;;GA;;;LS)",
+  const int written = std::swprintf(sddl, kObjectNameChars, L"D:(A;;0x%lX;;;%ls)(A;;GA;;;SY)",
                                     static_cast<unsigned long>(accessMask), userSid);
   if (written < 0 || static_cast<size_t>(written) >= kObjectNameChars) return Fail(err::kInvalidParameter);
   void* attributes = kernel::NewSecurityAttributes(sddl, kTrue);
@@ -91,6 +91,11 @@ BOOL Event::CreateNewForUser(const wchar_t* name, BOOL global, const wchar_t* us
   PreserveLastError keep;
   kernel::FreeSecurityAttributes(attributes);
   return created;
+}
+
+BOOL Event::QuerySecurity(std::wstring& sddl) const {
+  if (!handle_) return Fail(err::kInvalidHandle);
+  return kernel::QueryObjectSecurity(handle_, sddl);
 }
 
 void Event::Set() {

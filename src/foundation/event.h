@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <string>
 
 #include "platform/types.h"
 
@@ -68,11 +69,15 @@ class Event : public Synch {
   // As CreateOrOpen, but an event that already existed is closed again: FALSE with error 183.
   BOOL CreateNew(const wchar_t* name, BOOL global, BOOL manualReset, BOOL initialState,
                  void* securityAttributes = nullptr);
-  // CreateNew with a descriptor that gives the account `userSid` (an SDDL SID text such as "IU"
-  // or "S-1-5-...") exactly `accessMask` and the local-service account full access; the handle
-  // is inheritable. FALSE at once when the descriptor is refused.
+  // CreateNew with a descriptor that gives the account `userSid` (an SDDL SID text such as a
+  // session's logon SID "S-1-5-5-X-Y") exactly `accessMask` and local system, which the service
+  // runs as, full access; nobody else gets anything. The handle is inheritable. FALSE at once
+  // when the descriptor is refused.
   BOOL CreateNewForUser(const wchar_t* name, BOOL global, const wchar_t* userSid, DWORD accessMask,
                         BOOL manualReset, BOOL initialState);
+
+  // The access list the event carries, as SDDL text (see kernel::QueryObjectSecurity).
+  BOOL QuerySecurity(std::wstring& sddl) const;
 
   // Each does nothing without a handle. Pulse releases the threads waiting now and leaves the
   // event clear.

@@ -4,6 +4,8 @@
 // classes of this folder use these directly.
 #pragma once
 
+#include <string>
+
 #include "platform/types.h"
 
 namespace tv::kernel {
@@ -63,5 +65,8 @@ BOOL PumpThreadMessages(void* hwnd);
 // refused. Freed with FreeSecurityAttributes. Elsewhere only the text's form is checked.
 void* NewSecurityAttributes(const wchar_t* sddl, BOOL inheritHandle);
 void FreeSecurityAttributes(void* attributes);
+// The access list of the object behind `handle` as SDDL text ("D:(A;;...)..."), read back from
+// the object itself; elsewhere the text it was created with (empty for default security).
+BOOL QueryObjectSecurity(void* handle, std::wstring& sddl);
 
 }  // namespace tv::kernel

@@ -102,6 +102,17 @@ struct TokenRefTraits {
 };
 using UserToken = UniqueHandle<TokenRefTraits>;
 
+// A process the service started in a session, followed for as long as its starter keeps this.
+class SessionProcess {
+ public:
+  virtual ~SessionProcess() = default;
+  // Whether the process still runs. A process whose state cannot be read counts as running:
+  // its starter must never conclude from a failed question that a user's agent has gone.
+  virtual bool Running() = 0;
+  // The exit code once it has ended (259, still active, before).
+  virtual DWORD ExitCode() = 0;
+};
+
 class Sessions {
  public:
   virtual ~Sessions() = default;
@@ -142,6 +153,17 @@ class Sessions {
   // no handles inherited. Tries kStartAttempts times, kStartRetryDelayMs apart; answers 0 at once
   // when the user token cannot be had. The new process's handles are closed, not returned.
   virtual BOOL StartInSession(SessionId id, const std::wstring& commandLine) = 0;
+
+  // As StartInSession, but the new process is kept in `started` so that its starter can tell
+  // when it ends. The base answers a process that always counts as running, for seams that
+  // cannot follow what they start.
+  virtual BOOL StartTrackedInSession(SessionId id, const std::wstring& commandLine,
+                                     std::unique_ptr<SessionProcess>& started);
+
+  // The logon SID of the user logged on to session `id`, as SDDL text ("S-1-5-5-X-Y"): the one
+  // identity that every process of that logon carries and no other session's does, so objects
+  // meant for that session alone grant it their rights.
+  virtual BOOL QueryLogonSid(SessionId id, std::wstring& out) = 0;
 
   // Session-change messages for the caller's own session, sent to `window` (a window handle).
   virtual BOOL RegisterSessionNotification(void* window) = 0;

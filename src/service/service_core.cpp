@@ -11,8 +11,6 @@
 namespace tv {
 
 namespace {
-// What the service's quit event lets interactive users do: wait on it, nothing else.
-constexpr const wchar_t* kInteractiveUsers = L"IU";
 // A failed enumeration, and a logged-on user not known yet, are looked at again this much later.
 constexpr DWORD kRescanSeconds = 15;
 }  // namespace
@@ -67,7 +65,12 @@ DWORD ServiceCore::HandleEvent(DWORD code, DWORD eventType, void* eventData, Ser
         if (eventData) HandleSessionChange(eventType, static_cast<const SessionNotification*>(eventData)->sessionId);
         break;
       case svc::kControlSettingsChanged: RefreshSessions(true); break;
-      case svc::kControlQuitWork: QuitWork(); break;
+      case svc::kControlQuitWork:
+        // Monitoring stops for every session until the service is started again: whoever sent
+        // it, an administrator reading the log must be able to tell why.
+        LogEvent(env_.eventLog, evt::kQuitWorkReceived);
+        QuitWork();
+        break;
       default: break;  // shutdown among them: the stop sequence does not run then
     }
   } catch (...) {
@@ -80,16 +83,14 @@ void ServiceCore::Initialise(ServiceStatusRecord* status) {
   std::wstring name;
   if (env_.accounts.QueryComputerName(name)) computerName_ = name;
   if (status) status->controlsAccepted |= svc::kAcceptSessionChange;
-  // A quit event left by another instance means agents would listen to the wrong one; the
-  // service then runs without it, as it always has.
-  (void)quitEvent_.CreateNewForUser((env_.objectPrefix + L"EventQuit").c_str(), kTrue, kInteractiveUsers,
-                                    kSynchronize, kTrue, kFalse);
+  // There is no service-wide quit event: each session's agent waits on its own session's, under
+  // a fresh name, so one left behind by an earlier instance (or made in advance by a user) can
+  // neither end new agents at once nor leave the service without a way to end them.
 }
 
 void ServiceCore::StartSequence() {
   LogEvent(env_.eventLog, evt::kServiceStarted);
   quit_.store(0);
-  quitEvent_.Clear();
   (void)LaunchBackground();
   RefreshSessions(true);
   // A computer that starts with nobody logged on gets its power action after the time-out too.
@@ -110,7 +111,6 @@ void ServiceCore::QuitWork() {
 
 void ServiceCore::RaiseQuit() {
   quit_.store(1);
-  quitEvent_.Set();
   // Session threads sleep until their next deadline: they must hear the quit now.
   registry_.WakeAll();
 }
@@ -169,6 +169,9 @@ void ServiceCore::OnLogoff(SessionId session) {
   }
   SessionId expected = session;
   lastActive_.compare_exchange_strong(expected, kNoSession);
+  // The session's monitor goes with it, even when its agent could not say so; a new log-on that
+  // gets the same session number is examined afresh (membership, account, idle clock, agent).
+  (void)registry_.Retire(session);
   WriteSessionStatistics();
   if (!AnySessionActive(true)) background_.BeginDelayedShutdown();
 }

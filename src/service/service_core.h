@@ -97,7 +97,6 @@ class ServiceCore : public MonitorContext {
   mutable std::mutex settingsMutex_;
   std::shared_ptr<const MyOpts> settings_;
   std::atomic<DWORD> quit_{0};
-  Event quitEvent_;
   std::atomic<int> activeSessions_{0};
   std::atomic<SessionId> lastActive_{kNoSession};
   mutable std::mutex loggedOffMutex_;

@@ -35,6 +35,9 @@ struct ServiceEnvironment {
   // "<prefix>EventQuit". The agents know them by the product's stem; tests use their own so that
   // parallel runs do not meet.
   std::wstring objectPrefix = L"Tarnvale";
+  // Makes the random tag of a session's event names (see foundation/object_names.h); empty means
+  // the system's random source. Tests script it to meet a name that is already taken.
+  std::function<std::wstring()> newObjectTag;
   // Length of one wait of the real threads: a second in the service, less in thread tests.
   DWORD roundMs = 1000;
   // Slice of the stop sequence's wait for the threads to end (ten of them at most).
@@ -48,6 +51,7 @@ struct ServiceEnvironment {
   const LocalTimeZone& Zone() const { return zone ? *zone : SystemLocalTimeZone(); }
   std::wstring Launcher() const { return launcherPath.empty() ? std::wstring(L"TV64.EXE") : launcherPath; }
   std::wstring FormatDateTime(const SystemTime& local) const;
+  std::wstring NewObjectTag() const;
 };
 
 // The computer's own seams, owned together, for the service process.

@@ -1,5 +1,6 @@
 #include "service/session_monitor.h"
 
+#include "foundation/object_names.h"
 #include "foundation/string_table.h"
 #include "platform/local_time.h"
 #include "service/service_log.h"
@@ -31,7 +32,35 @@ SessionMonitor::SessionMonitor(MonitorContext& context, SessionId session, std::
 std::wstring SessionMonitor::Command(const wchar_t* sw) const {
   std::wstring path = Env().Launcher();
   if (path.find(L' ') != std::wstring::npos) path = L"\"" + path + L"\"";
-  return path + L" " + sw + L":" + std::to_wstring(static_cast<long>(session_));
+  std::wstring line = path + L" " + sw + L":" + std::to_wstring(static_cast<long>(session_));
+  if (!tag_.empty()) line += L" /tag:" + tag_;
+  return line;
+}
+
+bool SessionMonitor::PrepareSignals(SessionSignals& signals) {
+  std::wstring sid;
+  if (!Env().sessions.QueryLogonSid(session_, sid)) {
+    LogError(Env().eventLog, evt::kAgentStartFailed, account_, GetLastErrorCode());
+    return false;
+  }
+  // Each try takes a fresh tag; a second squatted name in a row would be an attack that guesses
+  // 64 random bits, so a few tries are plenty.
+  constexpr int kTries = 3;
+  for (int i = 0; i < kTries; ++i) {
+    const std::wstring tag = Env().NewObjectTag();
+    if (signals.Create(Env().objectPrefix, session_, tag, sid)) {
+      tag_ = tag;
+      return true;
+    }
+    const ErrorCode error = GetLastErrorCode();
+    if (error != err::kAlreadyExists) {
+      LogError(Env().eventLog, evt::kAgentStartFailed, account_, error);
+      return false;
+    }
+    LogEvent(Env().eventLog, evt::kObjectExisted, L"Global\\" + signals.FailedName());
+  }
+  LogError(Env().eventLog, evt::kAgentStartFailed, account_, err::kAlreadyExists);
+  return false;
 }
 
 std::wstring SessionMonitor::WarningText(const MyOpts& opts, bool locked, DWORD minutes) {
@@ -44,7 +73,9 @@ std::wstring SessionMonitor::WarningText(const MyOpts& opts, bool locked, DWORD 
 }
 
 std::uint64_t SessionMonitor::MsUntilDue(Tick now) const {
-  if (staleRequest_.load()) return 0;
+  if (staleRequest_.load() || endRequest_.load()) return 0;
+  // Only the monitor's own thread asks, so the agent's state is its own to read.
+  if (agentDown_) return restart_.MsUntilDue(now);
   // The mark in force: the countdown's length during a warning, else the time-out (which comes
   // before the time-out plus countdown that a slept-through warning is measured by).
   const std::uint64_t mark = (warning_.load() ? std::uint64_t(messageMin_) : std::uint64_t(timeoutMin_)) * kMsPerMinute;
@@ -64,7 +95,44 @@ void SessionMonitor::Wake() {
   if (signals_) signals_->Wake();
 }
 
-bool SessionMonitor::StartAgent() { return Env().sessions.StartInSession(session_, AgentCommand()) != 0; }
+bool SessionMonitor::StartAgent(Tick now) {
+  std::unique_ptr<SessionProcess> started;
+  if (!Env().sessions.StartTrackedInSession(session_, AgentCommand(), started)) return false;
+  agent_ = std::move(started);
+  agentDown_ = false;
+  restart_.OnStarted(now);
+  return true;
+}
+
+bool SessionMonitor::AgentPresent(Tick now, bool& gaveUp) {
+  gaveUp = false;
+  if (!agentDown_) {
+    if (!agent_ || agent_->Running()) return true;
+    const DWORD code = agent_->ExitCode();
+    agent_.reset();
+    if (restart_.OnEnded(now) == AgentRestartPolicy::Verdict::kGiveUp) {
+      LogError(Env().eventLog, evt::kAgentGaveUp, account_, code);
+      gaveUp = true;
+      return false;
+    }
+    agentDown_ = true;
+  }
+  // Whatever the user did while nobody watched is unknown: the time-out counts from the agent's
+  // return, and a warning in progress is void.
+  lastActivity_.store(now);
+  warning_.store(false);
+  if (!restart_.Due(now)) return false;
+  if (StartAgent(now)) {
+    LogEvent2(Env().eventLog, evt::kAgentRestarted, account_, std::to_wstring(restart_.Attempts()));
+    return true;
+  }
+  const ErrorCode error = GetLastErrorCode();
+  if (restart_.OnEnded(now) == AgentRestartPolicy::Verdict::kGiveUp) {
+    LogError(Env().eventLog, evt::kAgentGaveUp, account_, error);
+    gaveUp = true;
+  }
+  return false;
+}
 
 bool SessionMonitor::End() {
   ended_.store(true);
@@ -80,7 +148,8 @@ bool SessionMonitor::Begin(Tick now) {
   staleRequest_.store(false);
   lastActivity_.store(now);
   warning_.store(false);
-  if (!StartAgent()) {
+  agentDown_ = false;
+  if (!StartAgent(now)) {
     LogError(Env().eventLog, evt::kAgentStartFailed, account_, GetLastErrorCode());
     return End();
   }
@@ -89,6 +158,9 @@ bool SessionMonitor::Begin(Tick now) {
 
 bool SessionMonitor::Round(RoundSignal signal, Tick now) {
   if (ended_.load()) return false;
+  // The session ended without its agent saying so (the agent was gone, or the user logged off
+  // faster than it could): this monitor is not the next log-on's.
+  if (endRequest_.load()) return End();
   switch (signal) {
     case RoundSignal::kIdle:
       lastActivity_.store(now);
@@ -96,18 +168,23 @@ bool SessionMonitor::Round(RoundSignal signal, Tick now) {
       break;
     case RoundSignal::kCancel:
       return End();
-    case RoundSignal::kTimeout:
+    case RoundSignal::kTimeout: {
+      bool gaveUp = false;
+      if (!AgentPresent(now, gaveUp)) {
+        if (gaveUp) return End();
+        break;
+      }
       switch (OnTimeout(now)) {
         case Next::kStay: break;
         case Next::kEnd: return End();
         case Next::kLogoffStep:
           if (LogoffStep(now) || context_.IsQuitting()) return End();
-          // Back to the start of the watch: the agent may have gone with whatever made the rules
-          // refuse, so it is started again; only the first start's failure is fatal.
-          (void)StartAgent();
+          // Back to the start of the watch. An agent still running keeps the session; one that
+          // went is found gone by the next round and started again.
           break;
       }
       break;
+    }
   }
   if (context_.IsQuitting()) return End();
   return true;

@@ -12,6 +12,7 @@
 
 #include "platform/sessions.h"
 #include "platform/types.h"
+#include "service/agent_restart.h"
 #include "service/service_env.h"
 #include "service/session_signals.h"
 
@@ -62,6 +63,13 @@ class SessionMonitor {
     Wake();
   }
   bool StaleLogoffRequested() const { return staleRequest_.load(); }
+  // The session has ended: the next round ends the monitor, whatever else it holds. Its thread
+  // is woken for it.
+  void RequestEnd() {
+    endRequest_.store(true);
+    Wake();
+  }
+  bool EndRequested() const { return endRequest_.load(); }
 
   // How long after `now` a round that saw no signal can first decide anything: 0 when it can at
   // once (a stale log-off is asked for, or the idle clock has reached its mark), kNeverDue when
@@ -81,6 +89,14 @@ class SessionMonitor {
   bool InWarning() const { return warning_.load(); }
   bool HasEnded() const { return ended_.load(); }
 
+  // Creates the session's events in `signals` for its logon (the session's logon SID) under a
+  // fresh tag, which the agent's and the warning's command lines then carry. A name that
+  // already exists is somebody else's doing: it is reported (0xe000001c) and another tag tried.
+  // FALSE, reported as an agent that cannot be started, when no set of events could be made.
+  bool PrepareSignals(SessionSignals& signals);
+  // The tag of the session's events ("" before PrepareSignals).
+  const std::wstring& Tag() const { return tag_; }
+
   // The start of the watch at tick `now`: takes Timeout and MessageTimeout for the monitor's
   // life, starts the clock and the agent. An agent that cannot be started this first time is
   // reported (0xe000000f) and ends the monitor: FALSE.
@@ -96,7 +112,8 @@ class SessionMonitor {
   // Logs the session off without further tests and reports it (as stale when `stale`).
   void DoLogoffSession(bool stale);
 
-  // " /monitor:<n>" and " /msg:<n>" after the launcher path (quoted when it holds a blank).
+  // " /monitor:<n> /tag:<tag>" and " /msg:<n> /tag:<tag>" after the launcher path (quoted when it
+  // holds a blank); without a tag, no "/tag:".
   std::wstring AgentCommand() const { return Command(L"/monitor"); }
   std::wstring WarningCommand() const { return Command(L"/msg"); }
 
@@ -115,7 +132,12 @@ class SessionMonitor {
   bool ScheduleForbids(const MyOpts& opts, DWORD aheadSeconds) const;
   // Logs 0xa0000019 once per inactive stretch.
   void ReportScheduleInactive();
-  bool StartAgent();
+  // Starts the agent and follows it; TRUE when it started.
+  bool StartAgent(Tick now);
+  // Whether the session's agent is there to report input at `now`. An agent that has gone is
+  // started again by the restart policy; meanwhile the idle clock stands still, since nobody can
+  // see the user's input. Sets `gaveUp` when the policy gives up.
+  bool AgentPresent(Tick now, bool& gaveUp);
   bool End();
   std::wstring Command(const wchar_t* sw) const;
   const ServiceEnvironment& Env() const { return context_.Environment(); }
@@ -125,12 +147,18 @@ class SessionMonitor {
   const std::wstring account_;
   std::atomic<bool> locked_{false};
   std::atomic<bool> staleRequest_{false};
+  std::atomic<bool> endRequest_{false};
   std::atomic<Tick> lastActivity_{0};
   std::atomic<bool> warning_{false};
   std::atomic<bool> ended_{false};
   std::mutex signalsMutex_;  // guards signals_ against a thread leaving while it is woken
   SessionSignals* signals_ = nullptr;
   bool scheduleReported_ = false;
+  std::wstring tag_;
+  // The agent as started last; null before the first start and while it is down.
+  std::unique_ptr<SessionProcess> agent_;
+  bool agentDown_ = false;
+  AgentRestartPolicy restart_;
   DWORD timeoutMin_ = 0;
   DWORD messageMin_ = 0;
 };

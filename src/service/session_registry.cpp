@@ -6,10 +6,16 @@
 
 namespace tv {
 
+namespace {
+// A monitor told to end (its session logged off) still has a thread until its next round, but
+// the session is no longer its: a new log-on to that session number gets a monitor of its own.
+bool Watches(const SessionMonitor& m, SessionId session) { return m.Id() == session && !m.EndRequested(); }
+}  // namespace
+
 BOOL SessionRegistry::Add(SessionMonitor& monitor, void* owner) {
   CritSecLock hold(lock_);
   for (const Entry& e : entries_) {
-    if (e.monitor->Id() == monitor.Id()) return kFalse;
+    if (Watches(*e.monitor, monitor.Id())) return kFalse;
   }
   entries_.push_back({&monitor, owner});
   return kTrue;
@@ -23,7 +29,7 @@ void SessionRegistry::Remove(const SessionMonitor& monitor) {
 
 bool SessionRegistry::Contains(SessionId session) const {
   CritSecLock hold(lock_);
-  return std::any_of(entries_.begin(), entries_.end(), [&](const Entry& e) { return e.monitor->Id() == session; });
+  return std::any_of(entries_.begin(), entries_.end(), [&](const Entry& e) { return Watches(*e.monitor, session); });
 }
 
 std::size_t SessionRegistry::Count() const {
@@ -34,7 +40,7 @@ std::size_t SessionRegistry::Count() const {
 void* SessionRegistry::FindOwner(SessionId session) const {
   CritSecLock hold(lock_);
   for (const Entry& e : entries_) {
-    if (e.monitor->Id() == session) return e.owner;
+    if (Watches(*e.monitor, session)) return e.owner;
   }
   return nullptr;
 }
@@ -42,7 +48,7 @@ void* SessionRegistry::FindOwner(SessionId session) const {
 BOOL SessionRegistry::SetLocked(SessionId session, bool locked) {
   CritSecLock hold(lock_);
   for (const Entry& e : entries_) {
-    if (e.monitor->Id() == session) {
+    if (Watches(*e.monitor, session)) {
       e.monitor->SetLocked(locked);
       return kTrue;
     }
@@ -54,8 +60,21 @@ std::vector<SessionId> SessionRegistry::Sessions() const {
   CritSecLock hold(lock_);
   std::vector<SessionId> out;
   out.reserve(entries_.size());
-  for (const Entry& e : entries_) out.push_back(e.monitor->Id());
+  for (const Entry& e : entries_) {
+    if (!e.monitor->EndRequested()) out.push_back(e.monitor->Id());
+  }
   return out;
+}
+
+std::size_t SessionRegistry::Retire(SessionId session) {
+  CritSecLock hold(lock_);
+  std::size_t n = 0;
+  for (const Entry& e : entries_) {
+    if (!Watches(*e.monitor, session)) continue;
+    e.monitor->RequestEnd();
+    ++n;
+  }
+  return n;
 }
 
 void SessionRegistry::WakeAll() {
@@ -67,7 +86,9 @@ std::vector<SessionId> SessionRegistry::TrimStale(BOOL logoffStale, DWORD keepCo
   std::vector<SessionId> marked;
   if (!logoffStale) return marked;
   CritSecLock hold(lock_);
-  if (entries_.size() <= keepCount) return marked;
+  std::size_t live = 0;
+  for (const Entry& e : entries_) live += e.monitor->EndRequested() ? 0 : 1;
+  if (live <= keepCount) return marked;
   // Most recently active first. The last active session stays in front whatever its clock says;
   // the others are placed by their age (now - last activity), which unlike the raw tick values
   // keeps its order across the wrap of the tick count.
@@ -76,6 +97,7 @@ std::vector<SessionId> SessionRegistry::TrimStale(BOOL logoffStale, DWORD keepCo
   std::size_t pinned = 0;
   for (const Entry& e : entries_) {
     SessionMonitor* m = e.monitor;
+    if (m->EndRequested()) continue;
     if (m->Id() == lastActive) {
       order.insert(order.begin(), m);
       pinned = 1;

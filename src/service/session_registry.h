@@ -27,6 +27,7 @@ class SessionRegistry {
   void Remove(const SessionMonitor& monitor);
 
   bool Contains(SessionId session) const;
+  // Every listed monitor, those told to end included: each still has a thread that must end.
   std::size_t Count() const;
   // The runner given to Add for the first monitor of `session`, or null. Only meaningful while
   // the caller holds Lock() or otherwise knows the runner is alive.
@@ -35,6 +36,10 @@ class SessionRegistry {
   BOOL SetLocked(SessionId session, bool locked);
   // The sessions watched, in list order.
   std::vector<SessionId> Sessions() const;
+  // The session has ended: its monitors are told to end (and woken), and from now on the
+  // session counts as not watched, so that a new log-on to the same number is examined afresh.
+  // Answers how many monitors were told.
+  std::size_t Retire(SessionId session);
 
   // The stale-session rule: when more than `keepCount` sessions are watched, orders the
   // monitors from the most recently active (the last active session first) to the least, by

@@ -3,43 +3,47 @@
 #include <chrono>
 #include <thread>
 
+#include "foundation/object_names.h"
+
 namespace tv {
 
-namespace {
-// Interactive users may only set and reset the events; the service keeps full access.
-constexpr const wchar_t* kInteractiveUsers = L"IU";
-
-std::wstring EventName(const std::wstring& prefix, const wchar_t* kind, SessionId id) {
-  return prefix + L"Event" + kind + L"-" + std::to_wstring(static_cast<long>(id));
-}
-}  // namespace
-
-std::wstring SessionSignals::IdleName(const std::wstring& prefix, SessionId id) {
-  return EventName(prefix, L"Idle", id);
-}
-
-std::wstring SessionSignals::CancelName(const std::wstring& prefix, SessionId id) {
-  return EventName(prefix, L"Cancel", id);
-}
-
-BOOL SessionSignals::Create(const std::wstring& prefix, SessionId id) {
-  if (!idle_.CreateNewForUser(IdleName(prefix, id).c_str(), kTrue, kInteractiveUsers, kEventModifyState, kFalse,
-                              kFalse)) {
-    return kFalse;
-  }
-  if (!cancel_.CreateNewForUser(CancelName(prefix, id).c_str(), kTrue, kInteractiveUsers, kEventModifyState,
-                                kFalse, kFalse)) {
-    PreserveLastError keep;
-    idle_.Close();
-    return kFalse;
+BOOL SessionSignals::Create(const std::wstring& prefix, SessionId id, const std::wstring& tag,
+                            const std::wstring& logonSid) {
+  CloseAll();
+  failedName_.clear();
+  struct Spec {
+    Event& event;
+    std::wstring name;
+    DWORD access;
+    BOOL manual;
+  };
+  // The agent sets idle and cancel and only waits on quit: each right is granted alone.
+  const Spec specs[] = {
+      {idle_, IdleEventName(prefix, id, tag), kEventModifyState, kFalse},
+      {cancel_, CancelEventName(prefix, id, tag), kEventModifyState, kFalse},
+      {quit_, QuitEventName(prefix, tag), kSynchronize, kTrue},
+  };
+  for (const Spec& s : specs) {
+    if (!s.event.CreateNewForUser(s.name.c_str(), kTrue, logonSid.c_str(), s.access, s.manual, kFalse)) {
+      PreserveLastError keep;
+      failedName_ = s.name;
+      CloseAll();
+      return kFalse;
+    }
   }
   if (!wake_.CreateOrOpen(nullptr, kFalse, kFalse, kFalse)) {
     PreserveLastError keep;
-    idle_.Close();
-    cancel_.Close();
+    CloseAll();
     return kFalse;
   }
   return kTrue;
+}
+
+void SessionSignals::CloseAll() {
+  idle_.Close();
+  cancel_.Close();
+  quit_.Close();
+  wake_.Close();
 }
 
 RoundSignal SessionSignals::Wait(DWORD timeoutMs) {

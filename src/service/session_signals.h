@@ -1,6 +1,12 @@
-// The pair of named events through which a session's agent speaks to the monitor of its session:
-// "idle" (the user did something: restart the idle clock) and "cancel" (stop watching). The real
-// monitor thread blocks on them; the virtual-time driver only looks at them once a round.
+// The events through which a session's agent speaks to the monitor of its session, and the
+// monitor to the agent: "idle" (the user did something: restart the idle clock), "cancel" (stop
+// watching) and the session's own "quit" (the agent must leave). The real monitor thread blocks
+// on them; the virtual-time driver only looks at them once a round.
+//
+// On a terminal server every user can open a named object whose access list lets him, and
+// session numbers are small and predictable. So each session's events grant their rights to that
+// session's logon SID alone (and to local system, which the service runs as), and carry a fresh
+// random tag in their names: a name created before the service asks for it is never used.
 #pragma once
 
 #include <string>
@@ -20,31 +26,42 @@ class SessionSignals {
   SessionSignals(const SessionSignals&) = delete;
   SessionSignals& operator=(const SessionSignals&) = delete;
 
-  // The event names without the namespace prefix: "<prefix>EventIdle-<id>", "<prefix>EventCancel-<id>".
-  static std::wstring IdleName(const std::wstring& prefix, SessionId id);
-  static std::wstring CancelName(const std::wstring& prefix, SessionId id);
+  // Creates the three events in the global namespace under the names tagged `tag` (see
+  // foundation/object_names.h): new, auto-reset idle and cancel events that `logonSid` may only
+  // set, and a manual-reset quit event it may only wait on; clear, inheritable. FALSE when one
+  // cannot be created or already existed (error 183; FailedName() then says which): nothing is
+  // kept then.
+  BOOL Create(const std::wstring& prefix, SessionId id, const std::wstring& tag, const std::wstring& logonSid);
+  // The full name (without namespace) of the event the last Create failed on.
+  const std::wstring& FailedName() const { return failedName_; }
 
-  // Creates both events in the global namespace: new, auto-reset, clear, inheritable, and
-  // settable (only) by interactive users. FALSE when either cannot be created or already
-  // existed, which means another monitor watches the session.
-  BOOL Create(const std::wstring& prefix, SessionId id);
-
-  // Waits up to `timeoutMs` for either event, or for Wake, and takes the signal; a zero time-out
-  // only looks. Activity wins when both are set: the cancel is seen at the next wait. A wake-up
-  // answers kTimeout: the round then looks at whatever the waker changed.
+  // Waits up to `timeoutMs` for the idle or cancel event, or for Wake, and takes the signal; a
+  // zero time-out only looks. Activity wins when both are set: the cancel is seen at the next
+  // wait. A wake-up answers kTimeout: the round then looks at whatever the waker changed.
   RoundSignal Wait(DWORD timeoutMs);
 
   // Ends the current or next Wait early (any thread). Without Create it does nothing.
   void Wake() { wake_.Set(); }
+  // Tells the session's agent to leave: the monitor is done with it.
+  void SignalQuit() { quit_.Set(); }
 
   // What the agent does.
   void SignalIdle() { idle_.Set(); }
   void SignalCancel() { cancel_.Set(); }
 
+  // The events themselves, for looking at their access lists.
+  const Event& Idle() const { return idle_; }
+  const Event& Cancel() const { return cancel_; }
+  const Event& Quit() const { return quit_; }
+
  private:
+  void CloseAll();
+
   Event idle_;
   Event cancel_;
+  Event quit_;
   Event wake_;  // unnamed: only the service itself wakes its threads
+  std::wstring failedName_;
 };
 
 }  // namespace tv

@@ -35,8 +35,7 @@ BOOL TVThread::FindThread(SessionRegistry& list, SessionId session, TVThread** t
 DWORD TVThread::DoThreadEx() {
   const ServiceEnvironment& env = core_.Environment();
   SessionSignals signals;
-  // Events that exist already belong to another monitor of this session: leave it the session.
-  if (signals.Create(env.objectPrefix, monitor_.Id())) {
+  if (monitor_.PrepareSignals(signals)) {
     // The thread sleeps until the monitor's next deadline or a signal; a stale-log-off request
     // or the service's quit wakes it through the attached signals. Attached before the agent
     // starts, so that nothing asked of the monitor from then on can miss the thread.
@@ -50,6 +49,9 @@ DWORD TVThread::DoThreadEx() {
       }
     }
     monitor_.AttachSignals(nullptr);
+    // The agent lives exactly as long as its monitor: one left running would watch for nobody
+    // and keep the next agent of its desktop from starting.
+    signals.SignalQuit();
   }
   return CSThreadExAutoDelete::DoThreadEx();
 }

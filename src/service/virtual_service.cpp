@@ -79,7 +79,10 @@ void VirtualService::RunMonitorRounds(Tick now) {
   }
   auto ended = std::stable_partition(slots_.begin(), slots_.end(),
                                      [](const std::unique_ptr<Slot>& s) { return !s->monitor->HasEnded(); });
-  for (auto it = ended; it != slots_.end(); ++it) Registry().Remove(*(*it)->monitor);
+  for (auto it = ended; it != slots_.end(); ++it) {
+    (*it)->signals.SignalQuit();
+    Registry().Remove(*(*it)->monitor);
+  }
   slots_.erase(ended, slots_.end());
 }
 
@@ -100,8 +103,9 @@ BOOL VirtualService::SignalCancel(SessionId session) {
 void VirtualService::SignalPolicyChange() { policy_.Set(); }
 
 VirtualService::Slot* VirtualService::FindSlot(SessionId session) const {
+  // A monitor told to end still has its slot until its next round; the session is no longer its.
   for (const auto& slot : slots_) {
-    if (slot->monitor->Id() == session) return slot.get();
+    if (slot->monitor->Id() == session && !slot->monitor->EndRequested()) return slot.get();
   }
   return nullptr;
 }
@@ -117,7 +121,7 @@ BOOL VirtualService::LaunchMonitor(SessionId session, const std::wstring& accoun
   if (!Registry().Add(*slot->monitor, slot.get())) return kTrue;
   // As on a real thread: events that cannot be had, or an agent that cannot be started the
   // first time, end the monitor before its first round.
-  if (!slot->signals.Create(Environment().objectPrefix, session) || !slot->monitor->Begin(clock_.GetTickCount())) {
+  if (!slot->monitor->PrepareSignals(slot->signals) || !slot->monitor->Begin(clock_.GetTickCount())) {
     Registry().Remove(*slot->monitor);
     return kTrue;
   }

@@ -101,6 +101,10 @@ BOOL ObservingSessions::StartInSession(SessionId id, const std::wstring& command
   return ok;
 }
 
+BOOL ObservingSessions::QueryLogonSid(SessionId id, std::wstring& out) {
+  return Ready() ? inner_->QueryLogonSid(id, out) : kFalse;
+}
+
 BOOL ObservingSessions::RegisterSessionNotification(void* window) {
   return Ready() ? inner_->RegisterSessionNotification(window) : kFalse;
 }

@@ -79,6 +79,7 @@ class ObservingSessions final : public Sessions {
   BOOL SendSessionMessage(SessionId id, const std::wstring& caption, const std::wstring& text, DWORD style,
                           DWORD timeoutSeconds, bool wait, DWORD& response) override;
   BOOL StartInSession(SessionId id, const std::wstring& commandLine) override;
+  BOOL QueryLogonSid(SessionId id, std::wstring& out) override;
   BOOL RegisterSessionNotification(void* window) override;
   BOOL UnregisterSessionNotification(void* window) override;
   BOOL RegisterPolicyNotification(void* event) override;

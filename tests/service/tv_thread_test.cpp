@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "foundation/event.h"
+#include "foundation/object_names.h"
 #include "service/service_log.h"
 #include "service/threaded_service.h"
 #include "service/tv_thread.h"
@@ -98,7 +99,8 @@ TEST_F(TVThreadTest, WarnsAndLogsOffOnItsOwnThreadAndTakesTheAgentsActivity) {
   ASSERT_TRUE(WaitFor([&] { return w.Starts(1, L"/msg") == 1; }));
 
   Event idle;  // the agent reports activity through the session's named event
-  ASSERT_TRUE(idle.Open(SessionSignals::IdleName(w.env.objectPrefix, 1).c_str(), kTrue, kEventModifyState, kFalse));
+  ASSERT_TRUE(idle.Open(IdleEventName(w.env.objectPrefix, 1, thread->Monitor().Tag()).c_str(), kTrue,
+                        kEventModifyState, kFalse));
   idle.Set();
   ASSERT_TRUE(WaitFor([&] { return !thread->Monitor().InWarning(); }));
   Advance(service, 60);
@@ -113,36 +115,84 @@ TEST_F(TVThreadTest, WarnsAndLogsOffOnItsOwnThreadAndTakesTheAgentsActivity) {
   EXPECT_TRUE(w.sessions.PolicyEvents().empty());
 }
 
-TEST_F(TVThreadTest, CancelEndsTheThreadAndASecondWatcherOfASessionGivesWay) {
-  // Somebody already holds session 2's events: its thread must leave the session alone.
+TEST_F(TVThreadTest, ASquattedEventNameIsReportedAndReplacedAndCancelEndsTheThread) {
+  // Somebody created session 2's names before the service did: they are never used. The
+  // thread says so and takes names of its own, which its agent is told.
+  std::vector<std::wstring> tags = {L"aaaa", L"bbbb", L"cccc"};
+  std::mutex tagsMutex;
+  w.env.newObjectTag = [&] {
+    std::lock_guard<std::mutex> hold(tagsMutex);
+    std::wstring t = tags.front();
+    tags.erase(tags.begin());
+    return t;
+  };
   Event squatter;
-  ASSERT_TRUE(squatter.CreateOrOpen(SessionSignals::IdleName(w.env.objectPrefix, 2).c_str(), kTrue, kFalse, kFalse));
-  w.sessions.AddSession(1, L"", L"alice");
+  ASSERT_TRUE(squatter.CreateOrOpen(CancelEventName(w.env.objectPrefix, 2, L"aaaa").c_str(), kTrue, kFalse, kFalse));
   w.sessions.AddSession(2, L"", L"bob");
   ThreadedService service(w.env);
   Run(service);
-  EXPECT_EQ(w.Count(evt::kMonitoringStarted), 2u);
-  ASSERT_TRUE(WaitFor([&] { return !Monitoring(service, 2); }));
-  EXPECT_EQ(Rounds(2), 0u);
-  EXPECT_EQ(w.Starts(2, L"/monitor"), 0u);
-
-  // The thread makes its events before it starts the agent: then they are there to open.
-  ASSERT_TRUE(PollFor([&] { return w.Starts(1, L"/monitor") == 1; }));
-  Event cancel;
-  ASSERT_TRUE(cancel.Open(SessionSignals::CancelName(w.env.objectPrefix, 1).c_str(), kTrue, kEventModifyState, kFalse));
+  ASSERT_TRUE(PollFor([&] { return w.Starts(2, L"/monitor:2 /tag:bbbb") == 1; }));
+  EXPECT_EQ(w.Starts(2, L"/tag:aaaa"), 0u);
+  EXPECT_EQ(w.StringsOf(evt::kObjectExisted),
+            std::vector<std::wstring>{L"Global\\" + CancelEventName(w.env.objectPrefix, 2, L"aaaa")});
+  // The squatter's event is not the thread's: setting it changes nothing...
+  squatter.Set();
+  // ...the thread's own cancel ends it, and its agent is told to leave.
+  Event cancel, quit;
+  ASSERT_TRUE(cancel.Open(CancelEventName(w.env.objectPrefix, 2, L"bbbb").c_str(), kTrue, kEventModifyState, kFalse));
+  ASSERT_TRUE(quit.Open(QuitEventName(w.env.objectPrefix, L"bbbb").c_str(), kTrue, kSynchronize, kFalse));
+  EXPECT_TRUE(Monitoring(service, 2));
+  EXPECT_FALSE(quit.Wait(0));
   cancel.Set();
-  ASSERT_TRUE(WaitFor([&] { return !Monitoring(service, 1); }));
+  ASSERT_TRUE(WaitFor([&] { return !Monitoring(service, 2); }));
+  EXPECT_TRUE(quit.Wait(0));
   EXPECT_TRUE(w.LoggedOff().empty());
   service.HandleEvent(svc::kControlQuitWork, 0, nullptr, nullptr);
   EXPECT_FALSE(service.BackgroundRunning());
 }
 
+TEST_F(TVThreadTest, ALogoffEndsTheThreadAndTheNextLogonToTheNumberGetsAFreshOne) {
+  // The agent could not say the session ended (it had gone): the log-off notification alone
+  // ends the thread, and the next user of session 3 is examined and watched afresh.
+  w.sessions.AddSession(3, L"", L"carol");
+  ThreadedService service(w.env);
+  Run(service);
+  ASSERT_TRUE(PollFor([&] { return w.Starts(3, L"/monitor") == 1; }));
+  TVThread* first = nullptr;
+  ASSERT_TRUE(TVThread::FindThread(service.Registry(), 3, &first));
+  const std::wstring firstTag = first->Monitor().Tag();
+  w.sessions.EndSession(3);
+  SessionNotification n;
+  n.sessionId = 3;
+  service.HandleEvent(svc::kControlSessionChange, svc::kSessionLogoff, &n, nullptr);
+  EXPECT_FALSE(Monitoring(service, 3)) << "the session is no longer the old thread's";
+  ASSERT_TRUE(WaitFor([&] { return service.Registry().Count() == 0; }));
+
+  w.sessions.AddSession(3, L"CORP", L"dave");
+  n.sessionId = 3;
+  service.HandleEvent(svc::kControlSessionChange, svc::kSessionLogon, &n, nullptr);
+  ASSERT_TRUE(PollFor([&] { return w.Starts(3, L"/monitor") == 2; }));
+  TVThread* second = nullptr;
+  ASSERT_TRUE(TVThread::FindThread(service.Registry(), 3, &second));
+  EXPECT_EQ(second->Monitor().Account(), L"CORP\\dave");
+  EXPECT_NE(second->Monitor().Tag(), firstTag);
+  EXPECT_EQ(w.Count(evt::kMonitoringStarted), 2u);
+  service.HandleEvent(svc::kControlStop, 0, nullptr, nullptr);
+}
+
 TEST_F(TVThreadTest, DestroyingTheServiceWaitsForItsThreads) {
+  Event quits[3];
   for (SessionId id = 1; id <= 3; ++id) w.sessions.AddSession(id, L"", L"u" + std::to_wstring(id));
   {
     ThreadedService service(w.env);
     Run(service);
     ASSERT_TRUE(PollFor([&] { return w.Starts(1, L"/monitor") + w.Starts(2, L"/monitor") + w.Starts(3, L"/monitor") == 3; }));
+    for (SessionId id = 1; id <= 3; ++id) {
+      TVThread* t = nullptr;
+      ASSERT_TRUE(TVThread::FindThread(service.Registry(), id, &t));
+      ASSERT_TRUE(quits[id - 1].Open(QuitEventName(w.env.objectPrefix, t->Monitor().Tag()).c_str(), kTrue,
+                                     kSynchronize, kFalse));
+    }
     // Asleep until a deadline a minute away, a thread still hears a stale log-off at once...
     TVThread* thread = nullptr;
     ASSERT_TRUE(TVThread::FindThread(service.Registry(), 3, &thread));
@@ -152,10 +202,9 @@ TEST_F(TVThreadTest, DestroyingTheServiceWaitsForItsThreads) {
     EXPECT_EQ(Rounds(1), 0u) << "nobody else was due";
   }
   // ...and the service's quit: the destructor did not wait out anyone's deadline.
-  // Every thread left (or the sanitizers would see them touch a dead service); their events went
-  // with them, so a new watcher may take the sessions.
-  SessionSignals again;
-  EXPECT_TRUE(again.Create(w.env.objectPrefix, 1));
+  // Every thread left (or the sanitizers would see them touch a dead service), and told its
+  // agent to leave on the way.
+  for (SessionId id = 1; id <= 3; ++id) EXPECT_TRUE(quits[id - 1].Wait(0)) << id;
 }
 
 }  // namespace

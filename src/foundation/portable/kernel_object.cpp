@@ -55,6 +55,8 @@ struct Object {
   std::thread::id owner;
   unsigned recursion = 0;
   bool abandoned = false;
+  // The descriptor text the object was created with; empty for default security.
+  std::wstring sddl;
   // Threads in WaitAnyObject that watch this object; guarded by `m`.
   std::vector<Watcher*> watchers;
 
@@ -243,10 +245,11 @@ bool IsWellFormedSddl(std::wstring_view s) {
 
 }  // namespace
 
-void* CreateEventObject(void*, BOOL manualReset, BOOL initialState, const wchar_t* name) {
+void* CreateEventObject(void* securityAttributes, BOOL manualReset, BOOL initialState, const wchar_t* name) {
   return CreateNamed(Kind::kEvent, name, [&](Object& o) {
     o.manual = manualReset != 0;
     o.signalled = initialState != 0;
+    if (securityAttributes) o.sddl = *static_cast<const std::wstring*>(securityAttributes);
   });
 }
 
@@ -490,6 +493,14 @@ void* NewSecurityAttributes(const wchar_t* sddl, BOOL) {
 }
 
 void FreeSecurityAttributes(void* attributes) { delete static_cast<std::wstring*>(attributes); }
+
+BOOL QueryObjectSecurity(void* handle, std::wstring& sddl) {
+  std::shared_ptr<Object> o = Find(handle, Kind::kEvent, /*any_kind=*/true);
+  if (!o) return kFalse;
+  std::lock_guard<std::mutex> lock(GetTable().m);
+  sddl = o->sddl;
+  return kTrue;
+}
 
 }  // namespace tv::kernel
 

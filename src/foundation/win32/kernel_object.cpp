@@ -1,12 +1,14 @@
 // Win32 implementation of the kernel objects the synchronisation classes use: the system's own events, mutexes and threads.
 #include "platform/win32/windows_include.h"
 
+#include <aclapi.h>
 #include <process.h>
 #include <sddl.h>
 
 #include <new>
 
 #include "foundation/kernel_object.h"
+#include "platform/last_error.h"
 
 namespace tv::kernel {
 namespace {
@@ -117,6 +119,28 @@ void FreeSecurityAttributes(void* attributes) {
   if (!sa) return;
   ::LocalFree(sa->lpSecurityDescriptor);
   delete sa;
+}
+
+BOOL QueryObjectSecurity(void* handle, std::wstring& sddl) {
+  PSECURITY_DESCRIPTOR descriptor = nullptr;
+  const ::DWORD status = ::GetSecurityInfo(handle, SE_KERNEL_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr,
+                                           nullptr, nullptr, &descriptor);
+  if (status != ERROR_SUCCESS) {
+    ::SetLastError(status);
+    return FALSE;
+  }
+  LPWSTR text = nullptr;
+  const BOOL ok = ::ConvertSecurityDescriptorToStringSecurityDescriptorW(descriptor, SDDL_REVISION_1,
+                                                                          DACL_SECURITY_INFORMATION, &text, nullptr);
+  if (ok) {
+    sddl = text;
+    ::LocalFree(text);
+  }
+  {
+    PreserveLastError keep;
+    ::LocalFree(descriptor);
+  }
+  return ok ? TRUE : FALSE;
 }
 
 }  // namespace tv::kernel

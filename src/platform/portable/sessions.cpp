@@ -24,12 +24,15 @@ void SimulatedSessions::AddSession(SessionId id, const std::wstring& domain, con
   s.info.user = user;
   s.info.connectTime = Now();
   if (!user.empty()) s.info.logonTime = s.info.connectTime;
+  s.logon = nextLogon_++;
+  EndProcessesOfLocked(id);
   sessions_[id] = std::move(s);
   if (!user.empty()) notifications_.push_back({SessionChange::kLogon, id});
 }
 
 void SimulatedSessions::EndSession(SessionId id) {
   std::lock_guard<std::mutex> lock(mutex_);
+  EndProcessesOfLocked(id);
   if (sessions_.erase(id) != 0) notifications_.push_back({SessionChange::kLogoff, id});
 }
 
@@ -40,6 +43,7 @@ void SimulatedSessions::LogOn(SessionId id, const std::wstring& domain, const st
   s->info.domain = domain;
   s->info.user = user;
   s->info.logonTime = Now();
+  s->logon = nextLogon_++;
   notifications_.push_back({SessionChange::kLogon, id});
 }
 
@@ -280,6 +284,7 @@ BOOL SimulatedSessions::LogoffSession(SessionId id) {
   if (!Enter(Op::kLogoff, id, s)) return kFalse;
   loggedOff_.push_back({id, s->info.domain, s->info.user});
   if (logoffRemoves_) {
+    EndProcessesOfLocked(id);
     sessions_.erase(id);
     notifications_.push_back({SessionChange::kLogoff, id});
   }
@@ -296,21 +301,80 @@ BOOL SimulatedSessions::SendSessionMessage(SessionId id, const std::wstring& cap
   return kTrue;
 }
 
+class SimulatedSessions::SimProcess final : public SessionProcess {
+ public:
+  explicit SimProcess(std::shared_ptr<ProcessState> state) : state_(std::move(state)) {}
+  bool Running() override { return state_->running.load(); }
+  DWORD ExitCode() override { return state_->exitCode.load(); }
+
+ private:
+  std::shared_ptr<ProcessState> state_;
+};
+
 BOOL SimulatedSessions::StartInSession(SessionId id, const std::wstring& commandLine) {
   UserToken token;  // declared before the lock: its release takes no lock, but must not outlive `this`
   std::lock_guard<std::mutex> lock(mutex_);
   if (!TokenLocked(id, token)) return kFalse;
+  return StartLocked(id, commandLine, nullptr);
+}
+
+BOOL SimulatedSessions::StartTrackedInSession(SessionId id, const std::wstring& commandLine,
+                                              std::unique_ptr<SessionProcess>& started) {
+  UserToken token;
+  std::shared_ptr<ProcessState> state;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (!TokenLocked(id, token)) return kFalse;
+    if (!StartLocked(id, commandLine, &state)) return kFalse;
+  }
+  started = std::make_unique<SimProcess>(std::move(state));
+  return kTrue;
+}
+
+BOOL SimulatedSessions::StartLocked(SessionId id, const std::wstring& commandLine,
+                                    std::shared_ptr<ProcessState>* process) {
   ErrorCode last = 0;
   for (int attempt = 1; attempt <= kStartAttempts; ++attempt) {
     last = faults_.Next(static_cast<int>(Op::kStartAttempt), id);
     if (last == 0) {
-      starts_.push_back({id, commandLine, attempt, true});
+      auto state = std::make_shared<ProcessState>();
+      state->session = id;
+      processes_.push_back(state);
+      starts_.push_back({id, commandLine, attempt, true, static_cast<int>(processes_.size() - 1)});
+      if (process) *process = std::move(state);
       SetLastErrorCode(err::kSuccess);
       return kTrue;
     }
   }
   starts_.push_back({id, commandLine, kStartAttempts, false});
   return Fail(last);
+}
+
+void SimulatedSessions::EndProcess(int process, DWORD exitCode) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (process < 0 || static_cast<size_t>(process) >= processes_.size()) return;
+  ProcessState& p = *processes_[static_cast<size_t>(process)];
+  if (p.running.exchange(false)) p.exitCode.store(exitCode);
+}
+
+bool SimulatedSessions::ProcessRunning(int process) const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return process >= 0 && static_cast<size_t>(process) < processes_.size() &&
+         processes_[static_cast<size_t>(process)]->running.load();
+}
+
+void SimulatedSessions::EndProcessesOfLocked(SessionId id) {
+  for (const auto& p : processes_) {
+    if (p->session == id && p->running.exchange(false)) p->exitCode.store(0);
+  }
+}
+
+BOOL SimulatedSessions::QueryLogonSid(SessionId id, std::wstring& out) {
+  UserToken token;
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (!TokenLocked(id, token)) return kFalse;
+  out = L"S-1-5-5-0-" + std::to_wstring(Find(id)->logon);
+  return kTrue;
 }
 
 BOOL SimulatedSessions::RegisterSessionNotification(void* window) {

@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -50,6 +51,7 @@ class SimulatedSessions final : public Sessions {
     std::wstring commandLine;
     int attempts;  // attempts made; the pause between two of them is kStartRetryDelayMs
     bool started;
+    int process = -1;  // the simulated process, for EndProcess; -1 when none was made
   };
   struct Notification {
     SessionChange change;
@@ -72,6 +74,11 @@ class SimulatedSessions final : public Sessions {
   // remote variant of the change, by the session's station.
   void Disconnect(SessionId id);
   void Reconnect(SessionId id);
+  // Simulated process `process` (ProcessStart::process) ends with `exitCode`, as when the user
+  // kills it or it crashes. Processes also end with their session (EndSession, a log-off).
+  void EndProcess(int process, DWORD exitCode = 1);
+  // Whether simulated process `process` runs.
+  bool ProcessRunning(int process) const;
   // Sets the state without any notification.
   void SetState(SessionId id, SessionState state);
   void Lock(SessionId id);    // queues kLock
@@ -121,6 +128,10 @@ class SimulatedSessions final : public Sessions {
   BOOL SendSessionMessage(SessionId id, const std::wstring& caption, const std::wstring& text, DWORD style,
                           DWORD timeoutSeconds, bool wait, DWORD& response) override;
   BOOL StartInSession(SessionId id, const std::wstring& commandLine) override;
+  BOOL StartTrackedInSession(SessionId id, const std::wstring& commandLine,
+                             std::unique_ptr<SessionProcess>& started) override;
+  // "S-1-5-5-0-<n>", a number new with every log-on (AddSession with a user, LogOn).
+  BOOL QueryLogonSid(SessionId id, std::wstring& out) override;
   BOOL RegisterSessionNotification(void* window) override;
   BOOL UnregisterSessionNotification(void* window) override;
   BOOL RegisterPolicyNotification(void* event) override;
@@ -130,7 +141,18 @@ class SimulatedSessions final : public Sessions {
   struct Session {
     SessionInfo info;
     bool locked = false;
+    unsigned logon = 0;
   };
+  // What a simulated process shares with the SessionProcess its starter holds.
+  struct ProcessState {
+    SessionId session;
+    std::atomic<bool> running{true};
+    std::atomic<DWORD> exitCode{259};
+  };
+  class SimProcess;
+
+  BOOL StartLocked(SessionId id, const std::wstring& commandLine, std::shared_ptr<ProcessState>* process);
+  void EndProcessesOfLocked(SessionId id);
 
   Session* Find(SessionId id);
   const Session* Find(SessionId id) const;
@@ -157,6 +179,8 @@ class SimulatedSessions final : public Sessions {
   std::vector<void*> policyEvents_;
   std::atomic<int> openTokens_{0};
   std::uintptr_t nextToken_ = 1;
+  unsigned nextLogon_ = 1000;
+  std::vector<std::shared_ptr<ProcessState>> processes_;
 };
 
 }  // namespace tv

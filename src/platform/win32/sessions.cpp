@@ -1,8 +1,11 @@
 // Win32 implementation of the terminal-session seam over WTSAPI32, bound by name at construction.
 #include "platform/win32/windows_include.h"
 
+#include <sddl.h>
 #include <wtsapi32.h>
 #include <userenv.h>
+
+#include <vector>
 
 #include "platform/sessions.h"
 #include "platform/win32/bound_library.h"
@@ -22,6 +25,21 @@ using UnregisterNotificationFn = BOOL(WINAPI*)(HWND);
 using ActiveConsoleSessionFn = ::DWORD(WINAPI*)();
 
 void CloseKernelToken(void* handle, void*) { ::CloseHandle(static_cast<HANDLE>(handle)); }
+
+// A started process, held by its handle: the handle, not the process id, because an id is
+// reused by another process soon after this one ends.
+class Win32SessionProcess final : public SessionProcess {
+ public:
+  explicit Win32SessionProcess(HANDLE process) : process_(process) {}
+  bool Running() override { return ::WaitForSingleObject(process_.get(), 0) != WAIT_OBJECT_0; }
+  DWORD ExitCode() override {
+    ::DWORD code = STILL_ACTIVE;
+    return ::GetExitCodeProcess(process_.get(), &code) ? code : STILL_ACTIVE;
+  }
+
+ private:
+  UniqueKernelHandle process_;
+};
 
 class Win32Sessions final : public Sessions {
  public:
@@ -128,30 +146,36 @@ class Win32Sessions final : public Sessions {
   }
 
   BOOL StartInSession(SessionId id, const std::wstring& commandLine) override {
+    return Start(id, commandLine, nullptr);
+  }
+
+  BOOL StartTrackedInSession(SessionId id, const std::wstring& commandLine,
+                             std::unique_ptr<SessionProcess>& started) override {
+    HANDLE process = nullptr;
+    if (!Start(id, commandLine, &process)) return kFalse;
+    started = std::make_unique<Win32SessionProcess>(process);
+    return kTrue;
+  }
+
+  BOOL QueryLogonSid(SessionId id, std::wstring& out) override {
     UserToken user;
     if (!QueryUserToken(id, user)) return kFalse;
-    UniqueKernelHandle launch;
-    if (!LaunchToken(static_cast<HANDLE>(user.get().handle), launch)) return kFalse;
-
-    ErrorCode lastError = err::kGenFailure;
-    for (int attempt = 1; attempt <= kStartAttempts; ++attempt) {
-      if (attempt > 1) pause_(kStartRetryDelayMs);
-      std::wstring line = commandLine;  // CreateProcess may write into its command line
-      STARTUPINFOW si{};
-      si.cb = sizeof(si);
-      wchar_t desktop[] = L"Default";
-      si.lpDesktop = desktop;
-      PROCESS_INFORMATION pi{};
-      if (::CreateProcessAsUserW(launch.get(), nullptr, line.data(), nullptr, nullptr, FALSE, NORMAL_PRIORITY_CLASS,
-                                 nullptr, nullptr, &si, &pi)) {
-        ::CloseHandle(pi.hThread);
-        ::CloseHandle(pi.hProcess);
-        SetLastErrorCode(err::kSuccess);
-        return kTrue;
-      }
-      lastError = LastErrorOr(err::kGenFailure);
+    HANDLE token = static_cast<HANDLE>(user.get().handle);
+    ::DWORD size = 0;
+    (void)::GetTokenInformation(token, TokenGroups, nullptr, 0, &size);
+    if (size == 0) return Fail(LastErrorOr(err::kGenFailure));
+    std::vector<unsigned char> buffer(size);
+    if (!::GetTokenInformation(token, TokenGroups, buffer.data(), size, &size)) return Fail(LastErrorOr(err::kGenFailure));
+    const auto* groups = reinterpret_cast<const TOKEN_GROUPS*>(buffer.data());
+    for (::DWORD i = 0; i < groups->GroupCount; ++i) {
+      if ((groups->Groups[i].Attributes & SE_GROUP_LOGON_ID) != SE_GROUP_LOGON_ID) continue;
+      LPWSTR text = nullptr;
+      if (!::ConvertSidToStringSidW(groups->Groups[i].Sid, &text)) return Fail(LastErrorOr(err::kGenFailure));
+      out = text;
+      ::LocalFree(text);
+      return kTrue;
     }
-    return Fail(lastError);
+    return Fail(err::kNoToken);
   }
 
   BOOL RegisterSessionNotification(void* window) override {
@@ -177,6 +201,39 @@ class Win32Sessions final : public Sessions {
   }
 
  private:
+  // Starts `commandLine` as the session's user; the process handle goes to `process` when asked
+  // for, else it is closed.
+  BOOL Start(SessionId id, const std::wstring& commandLine, HANDLE* process) {
+    UserToken user;
+    if (!QueryUserToken(id, user)) return kFalse;
+    UniqueKernelHandle launch;
+    if (!LaunchToken(static_cast<HANDLE>(user.get().handle), launch)) return kFalse;
+
+    ErrorCode lastError = err::kGenFailure;
+    for (int attempt = 1; attempt <= kStartAttempts; ++attempt) {
+      if (attempt > 1) pause_(kStartRetryDelayMs);
+      std::wstring line = commandLine;  // CreateProcess may write into its command line
+      STARTUPINFOW si{};
+      si.cb = sizeof(si);
+      wchar_t desktop[] = L"Default";
+      si.lpDesktop = desktop;
+      PROCESS_INFORMATION pi{};
+      if (::CreateProcessAsUserW(launch.get(), nullptr, line.data(), nullptr, nullptr, FALSE, NORMAL_PRIORITY_CLASS,
+                                 nullptr, nullptr, &si, &pi)) {
+        ::CloseHandle(pi.hThread);
+        if (process) {
+          *process = pi.hProcess;
+        } else {
+          ::CloseHandle(pi.hProcess);
+        }
+        SetLastErrorCode(err::kSuccess);
+        return kTrue;
+      }
+      lastError = LastErrorOr(err::kGenFailure);
+    }
+    return Fail(lastError);
+  }
+
   // Fixed-size name fields are terminated when the name is shorter than the field; a name that
   // fills the field is not, so never read past it.
   static std::wstring Bounded(const wchar_t* field, size_t capacity) {
