@@ -110,6 +110,11 @@ VirtualService::Slot* VirtualService::FindSlot(SessionId session) const {
   return nullptr;
 }
 
+const SessionSignals* VirtualService::FindSignals(SessionId session) const {
+  const Slot* slot = FindSlot(session);
+  return slot ? &slot->signals : nullptr;
+}
+
 const SessionMonitor* VirtualService::FindMonitor(SessionId session) const {
   const Slot* slot = FindSlot(session);
   return slot ? slot->monitor.get() : nullptr;

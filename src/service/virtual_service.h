@@ -71,6 +71,8 @@ class VirtualService final : public ServiceCore {
   bool IsMonitoring(SessionId session) const { return FindMonitor(session) != nullptr; }
   std::size_t MonitorCount() const { return slots_.size(); }
   const SessionMonitor* FindMonitor(SessionId session) const;
+  // The events of the session's monitor, as the service holds them; null when none watches it.
+  const SessionSignals* FindSignals(SessionId session) const;
   bool BackgroundRunning() const { return backgroundRunning_; }
 
  protected:

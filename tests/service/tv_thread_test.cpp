@@ -39,6 +39,9 @@ class TVThreadTest : public testing::Test {
       o.Timeout = 1;
       o.MessageTimeout = 1;
     });
+    // The tests open the sessions' events as their agents would; under Windows' access checks
+    // that takes a logon SID the test's own token holds.
+    for (SessionId id = 1; id <= 3; ++id) w.sessions.SetLogonSid(id, L"S-1-1-0");
   }
   // Moves the simulated clock on, and with it every session thread's wait.
   void Advance(ThreadedService& service, std::uint32_t seconds) {

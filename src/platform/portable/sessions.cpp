@@ -373,8 +373,14 @@ BOOL SimulatedSessions::QueryLogonSid(SessionId id, std::wstring& out) {
   UserToken token;
   std::lock_guard<std::mutex> lock(mutex_);
   if (!TokenLocked(id, token)) return kFalse;
-  out = L"S-1-5-5-0-" + std::to_wstring(Find(id)->logon);
+  auto fixed = logonSids_.find(id);
+  out = fixed != logonSids_.end() ? fixed->second : L"S-1-5-5-0-" + std::to_wstring(Find(id)->logon);
   return kTrue;
+}
+
+void SimulatedSessions::SetLogonSid(SessionId id, const std::wstring& sid) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  logonSids_[id] = sid;
 }
 
 BOOL SimulatedSessions::RegisterSessionNotification(void* window) {

@@ -77,6 +77,9 @@ class SimulatedSessions final : public Sessions {
   // Simulated process `process` (ProcessStart::process) ends with `exitCode`, as when the user
   // kills it or it crashes. Processes also end with their session (EndSession, a log-off).
   void EndProcess(int process, DWORD exitCode = 1);
+  // Session `id`'s logon SID is `sid` from now on, whatever its log-ons (a test that must open
+  // the session's objects under Windows' access checks gives one its own token holds).
+  void SetLogonSid(SessionId id, const std::wstring& sid);
   // Whether simulated process `process` runs.
   bool ProcessRunning(int process) const;
   // Sets the state without any notification.
@@ -181,6 +184,7 @@ class SimulatedSessions final : public Sessions {
   std::uintptr_t nextToken_ = 1;
   unsigned nextLogon_ = 1000;
   std::vector<std::shared_ptr<ProcessState>> processes_;
+  std::map<SessionId, std::wstring> logonSids_;
 };
 
 }  // namespace tv
