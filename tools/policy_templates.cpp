@@ -2,6 +2,9 @@
 
 #include <string_view>
 
+// The templates are built without the product's libraries; this header stands alone.
+#include "../src/settings/schedule_examples.h"
+
 namespace tv::admx {
 namespace {
 
@@ -15,6 +18,21 @@ constexpr const char* kNamespace = "http://schemas.microsoft.com/GroupPolicy/200
 
 Setting Switch(const char* name, unsigned defaultValue, const char* label) {
   return {name, Kind::kSwitch, 0, 1, defaultValue, label, true, {}};
+}
+
+// The schedule is one line of text in the policy editor, checked nowhere before the service
+// reads it: its help gives the format and working examples, the very ones the user guide shows.
+const std::string& ScheduleHelp() {
+  static const std::string help = [] {
+    std::string text = std::string("Enabled: idle sessions are logged off only at the times of the schedule.\n\n") +
+                       schedule_help::kFormat + "\n\nExamples:";
+    for (const schedule_help::Example& e : schedule_help::kExamples) {
+      text += std::string("\n") + e.text + "\n    " + e.meaning;
+    }
+    return text + "\n\nA schedule that cannot be read keeps the log-off in force at all times, with a warning "
+                  "in the event log that says where it cannot be read.";
+  }();
+  return help;
 }
 
 std::vector<Policy> MakePolicies() {
@@ -78,12 +96,7 @@ std::vector<Policy> MakePolicies() {
                "nobody is spared, not even the Administrators group that a computer's own settings exclude by "
                "default.",
                std::nullopt, {{"Exclude", Kind::kList, 0, 0, 0, "Accounts and groups:", true, {}}}});
-  p.push_back({"UseSchedule", "Weekly schedule",
-               "Enabled: idle sessions are logged off only at the times of the schedule.\n\n"
-               "The schedule is a list of periods, each a day (Mon, Tue, Wed, Thu, Fri, Sat, Sun, written exactly "
-               "so), a blank, a start and an end time as hours:minutes with the minutes 00 or 30, joined by \"-\"; "
-               "periods are separated by \",\", \";\" or blanks. 24:00 is the end of the day. Example: "
-               "Mon 08:00-12:00, Mon 13:00-17:30, Sat 9:00-24:00. An empty schedule or * means always.",
+  p.push_back({"UseSchedule", "Weekly schedule", ScheduleHelp().c_str(),
                Switch("UseSchedule", 0, ""),
                {{"Schedule", Kind::kText, 0, kScheduleChars, 0, "Schedule:", true, {}}}});
   p.push_back({"Shutdown", "Power action when nobody is logged on",

@@ -2,8 +2,10 @@
 #include "settings/schedule.h"
 
 #include <cwchar>
+#include <optional>
 
 #include "foundation/string_table.h"
+#include "settings/schedule_advice.h"
 #include "settings/schedule_grid.h"
 
 namespace tv {
@@ -28,7 +30,9 @@ std::wstring UnreadableScheduleMessage(const wchar_t* text, const wchar_t* posit
   wchar_t buffer[256] = {};
   std::swprintf(buffer, 256, LoadStr(kMsgUnreadableSchedule), static_cast<int>(position - text) + 1,
                 excerpt.c_str());
-  return buffer;
+  // The exact mistake and the canonical text, so that whoever reads the message can fix it.
+  const std::optional<ScheduleAdvice> advice = AdviseOnSchedule(text);
+  return advice ? std::wstring(buffer) + L": " + DescribeScheduleAdvice(*advice) + L"." : std::wstring(buffer);
 }
 
 // The period of `list` on `day` that starts at midnight, or null.

@@ -137,6 +137,13 @@ TEST(ScheduleParse, ReportsThePeriodThatCannotBeRead) {
   EXPECT_EQ(s.GetSecondsRemaining(At(2024, 5, 7, 9, 30), error, 8, FixedTimeZone(0)), Schedule::kUnreadable);
   EXPECT_EQ(std::wstring(error).size(), 7u) << "cut to the buffer";
   EXPECT_TRUE(s.IsScheduleOn(At(2024, 5, 7, 9, 30), FixedTimeZone(0)));
+
+  // It also names the mistake and the canonical text (schedule_advice_test has every kind).
+  s.Set(L"Mon 8:00-9:00, mon 10:00-11:00");
+  wchar_t advised[512];
+  EXPECT_EQ(s.GetSecondsRemaining(At(2024, 5, 7, 9, 30), advised, 512, FixedTimeZone(0)), Schedule::kUnreadable);
+  EXPECT_NE(std::wstring(advised).find(L"\"mon\" should be Mon"), std::wstring::npos) << advised;
+  EXPECT_NE(std::wstring(advised).find(L"write \"Mon 10:00-11:00\" instead"), std::wstring::npos) << advised;
 }
 
 TEST(ScheduleDays, TableStartsOnTheLocalesFirstDayAndFallsBackToEnglish) {
