@@ -105,8 +105,9 @@ int Run(const std::vector<std::wstring>& args) {
   }
   for (const std::wstring& note : notes) PrintError(L"note: " + note);
 
+  // Described as the service will run them: its corrections are among the notes above.
   MyOpts opts(keys);
-  (void)opts.Load();
+  (void)LoadSettingsInForce(opts, keys);
   Print("Tarnvale simulator: what the Tarnvale service would do on this terminal server.\n\n");
   Print(L"Settings (" + settingsPath + L"):\n");
   for (const std::wstring& line : DescribeSettings(opts)) Print(L"  " + line + L"\n");

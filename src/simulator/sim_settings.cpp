@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cwctype>
+#include <optional>
 
 #include "foundation/split_text.h"
 #include "foundation/text_file.h"
@@ -11,6 +12,8 @@
 #include "settings/options.h"
 #include "settings/reg_key.h"
 #include "settings/schedule.h"
+#include "settings/schedule_advice.h"
+#include "settings/schedule_grid.h"
 #include "settings/settings_file.h"
 
 namespace tv {
@@ -101,10 +104,13 @@ bool CheckValues(RegKey& key, const LineFinder& lines, const std::wstring& file,
       if (SameName(name, L"Schedule")) {
         std::wstring text;
         (void)key.GetStr(name.c_str(), &text);
-        PeriodList periods;
-        if (const wchar_t* bad = Schedule::ParseText(text.c_str(), periods)) {
-          *error = Where(file, line) + L"the schedule cannot be read from \"" + std::wstring(bad) +
-                   L"\" on (periods look like \"Mon 8:00-17:30, \")";
+        // Read as the service reads it: "*" is always, like an empty schedule.
+        if (const std::optional<ScheduleAdvice> advice = AdviseOnSchedule(text)) {
+          *error = Where(file, line) + L"the schedule cannot be read from \"" + text.substr(advice->offset) +
+                   L"\" on: " + DescribeScheduleAdvice(*advice) + L".";
+          const std::wstring whole = RewriteSchedule(text);
+          if (!whole.empty() && whole != advice->rewrite) *error += L"\n  The whole schedule, corrected: \"" + whole + L"\"";
+          *error += L"\n" + ScheduleFormatHelp();
           return false;
         }
       }
@@ -128,6 +134,22 @@ std::wstring JoinList(const StrList& list) {
 }
 
 std::wstring Minutes(DWORD n) { return std::to_wstring(n) + (n == 1 ? L" minute" : L" minutes"); }
+
+// The schedule as the service applies it: "*", a text without an active half hour and one that
+// cannot be read are no schedule (the corrections are noted apart).
+std::wstring DescribeSchedule(const MyOpts& o) {
+  const std::wstring always = L"In force at all times (no schedule).";
+  if (!o.UseSchedule || o.GetScheduleObj().IsDefault()) return always;
+  PeriodList periods;
+  if (o.GetScheduleObj().Parse(periods)) return always;
+  const WeekGrid grid = GridFromPeriods(periods);
+  if (grid.IsAllOff()) return always;
+  if (grid.IsAllOn()) return L"In force at all times (the schedule covers the whole week).";
+  std::wstring text = o.GetSchedule();
+  // The stored text ends every period with ", ", the last one too.
+  while (!text.empty() && (text.back() == L' ' || text.back() == L',' || text.back() == L';')) text.pop_back();
+  return L"In force only at these times: " + text + L".";
+}
 
 }  // namespace
 
@@ -155,19 +177,25 @@ bool LoadSettingsFile(const std::wstring& path, const std::wstring& shownName, M
     return false;
   }
   const LineFinder lines(text);
+  std::vector<std::wstring> ignored;
+  if (!notes) notes = &ignored;
   if (!CheckValues(key, lines, shownName, notes, error)) return false;
 
   MyOpts opts(keys);
-  (void)opts.Load();
-  const int timeoutLine = lines.Find(L"Timeout");
+  for (const SettingProblem& p : LoadSettingsInForce(opts, keys)) {
+    notes->push_back(Where(shownName, lines.Find(p.name)) + p.name + L": " + p.what);
+  }
   if (!opts.Enable) {
     notes->push_back(Where(shownName, lines.Find(L"Enable")) +
                      L"Tarnvale is not enabled (Enable is 0): it will watch nobody and log nobody off");
   }
-  if (opts.Timeout == 0) {
-    notes->push_back(Where(shownName, timeoutLine) + L"Timeout is 0: every session is warned at once");
-  }
   return true;
+}
+
+std::vector<SettingProblem> LoadSettingsInForce(MyOpts& opts, KeyStore& keys) {
+  // A key that cannot be opened leaves the defaults, as it does for the service.
+  (void)opts.Load();
+  return CheckSettingsForService(opts, keys);
 }
 
 std::vector<std::wstring> DescribeSettings(const MyOpts& o) {
@@ -195,14 +223,7 @@ std::vector<std::wstring> DescribeSettings(const MyOpts& o) {
   if (o.KeepLastActiveUser) out.push_back(L"The most recently active user is never logged off.");
   out.push_back(L"Applies to: " + (o.ApplyTo.empty() ? std::wstring(L"everybody") : JoinList(o.ApplyTo)) +
                 (o.Exclude.empty() ? std::wstring(L".") : L"; never to: " + JoinList(o.Exclude) + L"."));
-  if (o.UseSchedule && *o.GetSchedule()) {
-    std::wstring periods = o.GetSchedule();
-    // The stored text ends every period with ", ", the last one too.
-    while (!periods.empty() && (periods.back() == L' ' || periods.back() == L',')) periods.pop_back();
-    out.push_back(L"In force only at these times: " + periods + L".");
-  } else {
-    out.push_back(L"In force at all times (no schedule).");
-  }
+  out.push_back(DescribeSchedule(o));
   if (o.Shutdown) {
     out.push_back(std::wstring(L"Power: ") + MyOpts::GetShutdownActionText(o.ShutdownAction) + L" once nobody has been " +
                   L"logged on for " + Minutes(o.ShutdownTimeout) + L".");

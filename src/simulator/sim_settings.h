@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/registry.h"
+#include "settings/setting_checks.h"
 
 namespace tv {
 
@@ -16,13 +17,18 @@ class MyOpts;
 // Imports the settings file at `path` into `keys`. `shownName` is how messages name the file.
 // On failure answers false with `error` as "<shownName>:<line>: <what>" (or without a line when
 // the file as a whole is wrong). Values that would be misread (a number given as words, a schedule
-// that cannot be read, a text setting stored as a number) are failures too. `notes` receives
-// remarks that do not stop the simulation ("<shownName>:<line>: ..."): names the service does not
-// read, values it corrects.
+// that cannot be read, a text setting stored as a number) are failures too. `notes` (may be
+// null) receives remarks that do not stop the simulation ("<shownName>:<line>: ..."): names the
+// service does not read, and values it corrects, in the words of its event log.
 bool LoadSettingsFile(const std::wstring& path, const std::wstring& shownName, MemKeyStore& keys,
                       std::vector<std::wstring>* notes, std::wstring* error);
 
-// The settings in a few lines a newcomer understands: when Tarnvale warns and logs off, whom it
+// Loads `opts` from its store (`keys`) and corrects it as the service does when it loads its
+// settings: what the simulator shows and runs must be what the service would act on, not what is
+// stored. Answers what was corrected, in the service's words.
+std::vector<SettingProblem> LoadSettingsInForce(MyOpts& opts, KeyStore& keys);
+
+// The settings (as LoadSettingsInForce leaves them) in a few lines a newcomer understands: when Tarnvale warns and logs off, whom it
 // leaves alone, when its rules are in force, what it does with an empty computer.
 std::vector<std::wstring> DescribeSettings(const MyOpts& opts);
 

@@ -19,6 +19,7 @@
 #include "settings/my_opts.h"
 #include "service/event_texts.h"
 #include "simulator/sim_seams.h"
+#include "simulator/sim_settings.h"
 #include "simulator/timeline_recorder.h"
 
 namespace tv {
@@ -198,7 +199,9 @@ class Driver final : public SimObserver {
     services.store = &keys_;
     services.accounts = &accounts_;
     opts_ = std::make_unique<MyOpts>(services);
-    (void)opts_->Load();
+    // The users' cadence and the warning's text follow what the service acts on, which corrects
+    // what it cannot use; the service names those corrections in the timeline itself.
+    (void)LoadSettingsInForce(*opts_, keys_);
     // An active user is seen often enough that the idle clock never reaches the time-out; on a
     // grid shared by all sessions, so that their signals need the same rounds.
     keepAliveSeconds_ = std::clamp<std::int64_t>(std::int64_t(opts_->Timeout) * 30, 1, 900);

@@ -42,6 +42,15 @@ class SettingsFileTest : public testing::Test {
     return Load(path);
   }
 
+  // The description of what the last successful load left in force.
+  std::vector<std::wstring> DescribeLoaded() {
+    MyOpts opts(keys_);
+    (void)LoadSettingsInForce(opts, keys_);
+    std::vector<std::wstring> lines = DescribeSettings(opts);
+    lines.pop_back();  // the power action
+    return lines;
+  }
+
   static std::wstring Data(const wchar_t* type, const wchar_t* name, const wchar_t* value) {
     return std::wstring(L"<DATA Name=\"") + name + L"\" Type=\"" + type + L"\" Value=\"" + value + L"\"/>";
   }
@@ -81,6 +90,17 @@ TEST_F(SettingsFileTest, WhatTheProductWouldMisreadAndBrokenFilesAreErrorsNaming
       {Dword(L"Enable", L"1"), Dword(L"UseSchedule", L"1"), Text(L"Schedule", L"Mon 8:00-17:30, Tue 9:00-25:00, ")});
   EXPECT_EQ(schedule.rfind(L"x.cfg:4: the schedule cannot be read from \"Tue 9:00-25:00, \"", 0), 0u)
       << testing::PrintToString(schedule);
+  // Read as the service reads it: "*" is always; a refused schedule is named with its rewrite
+  // and the format's examples.
+  EXPECT_EQ(LoadLines({Dword(L"Enable", L"1"), Dword(L"UseSchedule", L"1"), Text(L"Schedule", L"*")}), L"");
+  EXPECT_EQ(DescribeLoaded().back(), L"In force at all times (no schedule).");
+  const std::wstring weekdays =
+      LoadLines({Dword(L"Enable", L"1"), Dword(L"UseSchedule", L"1"), Text(L"Schedule", L"Mon-Fri 8:00-18:00")});
+  EXPECT_NE(weekdays.find(L"\"Mon-Fri\" names several days, but a period covers one day: write one period for each day; write \"Mon 8:00-18:00, "
+                          L"Tue 8:00-18:00, Wed 8:00-18:00, Thu 8:00-18:00, Fri 8:00-18:00\" instead."),
+            std::wstring::npos)
+      << testing::PrintToString(weekdays);
+  EXPECT_NE(weekdays.find(L"\n    Mon 18:00-24:00, Tue 0:00-8:00"), std::wstring::npos) << "the examples follow";
   // A number given as digits in text is what the product reads, so it is fine.
   EXPECT_EQ(LoadLines({Dword(L"Enable", L"1"), Text(L"Timeout", L" 25")}), L"");
   MyOpts opts(keys_);
