@@ -20,4 +20,8 @@ std::wstring AgentCancelEventName(DWORD session, const std::wstring& tag) {
 
 std::wstring AgentQuitEventName(const std::wstring& tag) { return QuitEventName(kStem, tag); }
 
+std::wstring AgentReloadEventName(DWORD session, const std::wstring& tag) {
+  return ReloadEventName(kStem, session, tag);
+}
+
 }  // namespace tv

@@ -20,6 +20,8 @@ inline constexpr const wchar_t* kMonitorClassName = L"TARNVALE_MONITOR";
 std::wstring AgentIdleEventName(DWORD session, const std::wstring& tag = {});
 std::wstring AgentCancelEventName(DWORD session, const std::wstring& tag = {});
 std::wstring AgentQuitEventName(const std::wstring& tag = {});
+// The session's reload event; there is none without a tag.
+std::wstring AgentReloadEventName(DWORD session, const std::wstring& tag);
 
 // Runs the agent for `session` with the service's objects of `tag` until the session's quit
 // event (also while a warning is open), command 301 or the end of the session. 0 also when

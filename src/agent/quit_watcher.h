@@ -29,6 +29,14 @@ class QuitWatcher {
   // queue already. 0 with the system's error when the thread cannot be started.
   BOOL Start(HANDLE quitEvent, DWORD uiThread, std::function<void()> beforeQuit = {});
 
+  // Before Start: also watch `reloadEvent` (an auto-reset event with synchronise access, open
+  // while the watcher runs) and call `onReload` on the watching thread each time it is set. The
+  // same thread serves both, so the settings reach the agent without a thread of their own.
+  void WatchReload(HANDLE reloadEvent, std::function<void()> onReload) {
+    reload_ = reloadEvent;
+    onReload_ = std::move(onReload);
+  }
+
   // Whether the quit event has been seen set; any thread.
   bool Fired() const { return fired_.load(std::memory_order_acquire); }
 
@@ -36,6 +44,8 @@ class QuitWatcher {
   void Watch(HANDLE quitEvent, DWORD uiThread, const std::function<void()>& beforeQuit);
 
   UniqueKernelHandle stop_;
+  HANDLE reload_ = nullptr;
+  std::function<void()> onReload_;
   std::atomic<bool> fired_{false};
   std::thread thread_;
 };

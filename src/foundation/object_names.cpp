@@ -23,6 +23,10 @@ std::wstring QuitEventName(const std::wstring& stem, const std::wstring& tag) {
   return WithTag(stem + L"EventQuit", tag);
 }
 
+std::wstring ReloadEventName(const std::wstring& stem, DWORD session, const std::wstring& tag) {
+  return WithTag(stem + L"EventReload-" + std::to_wstring(static_cast<long>(session)), tag);
+}
+
 bool IsValidObjectTag(const std::wstring& tag) {
   if (tag.empty() || tag.size() > 32) return false;
   for (wchar_t c : tag) {

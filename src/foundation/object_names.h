@@ -17,6 +17,9 @@ namespace tv {
 std::wstring IdleEventName(const std::wstring& stem, DWORD session, const std::wstring& tag);
 std::wstring CancelEventName(const std::wstring& stem, DWORD session, const std::wstring& tag);
 std::wstring QuitEventName(const std::wstring& stem, const std::wstring& tag);
+// "<stem>EventReload-<session>-<tag>": the service tells the session's agent to read the
+// settings again. Only tagged: an agent started by hand has no service to hear from.
+std::wstring ReloadEventName(const std::wstring& stem, DWORD session, const std::wstring& tag);
 
 // A tag as the service writes it: 1 to 32 lower-case hexadecimal digits. Anything else on a
 // command line is refused, never used as part of a name.

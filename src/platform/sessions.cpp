@@ -22,4 +22,13 @@ BOOL Sessions::StartTrackedInSession(SessionId id, const std::wstring& commandLi
   return kTrue;
 }
 
+bool LockedFromSessionFlags(long flags, DWORD major, DWORD minor, bool& locked) {
+  constexpr long kLock = 0;
+  constexpr long kUnlock = 1;
+  if (flags != kLock && flags != kUnlock) return false;
+  const bool inverted = major == 6 && minor == 1;
+  locked = (flags == kLock) != inverted;
+  return true;
+}
+
 }  // namespace tv

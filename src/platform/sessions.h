@@ -127,6 +127,10 @@ class Sessions {
   // A session's information record (user, domain, state, times).
   virtual BOOL QuerySessionInfo(SessionId id, SessionInfo& out) = 0;
 
+  // Whether session `id` is locked now. FALSE (err::kNotSupported) when the system cannot say
+  // (before Windows 7, or the session's flag reads "unknown").
+  virtual BOOL QueryLockState(SessionId id, bool& locked) = 0;
+
   // Single items of the record, for systems where the whole record cannot be had. A session
   // nobody is logged on to answers an empty user name with success.
   virtual BOOL QueryUserName(SessionId id, std::wstring& out) = 0;
@@ -173,6 +177,12 @@ class Sessions {
   virtual BOOL RegisterPolicyNotification(void* event) = 0;
   virtual BOOL UnregisterPolicyNotification(void* event) = 0;
 };
+
+// Reads the lock flag of a session's extended information record (WTSINFOEX level 1's
+// SessionFlags: 0 locked, 1 unlocked, -1 unknown) on a system of version `major`.`minor`.
+// Windows 7 and Server 2008 R2 (6.1) report the two values the other way round. FALSE for an
+// unknown or unexpected flag.
+bool LockedFromSessionFlags(long flags, DWORD major, DWORD minor, bool& locked);
 
 // The computer's own sessions: the terminal-services layer on Windows, an empty simulated table
 // elsewhere.

@@ -6,41 +6,76 @@
 
 namespace tv {
 
-Tick BackgroundWork::Due(Tick now, std::uint64_t ms) {
-  const Tick due = static_cast<Tick>(now + ms);
+std::uint64_t BackgroundWork::Timer::Left(Tick now) const {
+  const Tick waited = now - armedAt;  // unsigned: survives the wrap
+  return waited >= ms ? 0 : ms - waited;
+}
+
+Tick BackgroundWork::Timer::DueTick() const {
+  if (!armed) return 0;
+  const Tick due = static_cast<Tick>(armedAt + ms);
   return due == 0 ? 1 : due;
 }
 
+bool BackgroundWork::TakeIfDue(Timer& timer, Tick now) {
+  std::lock_guard<std::mutex> hold(mutex_);
+  if (!timer.armed || timer.Left(now) != 0) return false;
+  timer.armed = false;
+  return true;
+}
+
+Tick BackgroundWork::RescanTime() const {
+  std::lock_guard<std::mutex> hold(mutex_);
+  return rescan_.DueTick();
+}
+
+Tick BackgroundWork::Deadline() const {
+  std::lock_guard<std::mutex> hold(mutex_);
+  return deadline_.DueTick();
+}
+
+bool BackgroundWork::DeadlinePending() const {
+  std::lock_guard<std::mutex> hold(mutex_);
+  return deadline_.armed;
+}
+
+std::uint64_t BackgroundWork::MsUntilDue(Tick now) const {
+  std::lock_guard<std::mutex> hold(mutex_);
+  std::uint64_t best = kNothingArmed;
+  for (const Timer* t : {&rescan_, &deadline_}) {
+    if (t->armed && t->Left(now) < best) best = t->Left(now);
+  }
+  return best;
+}
+
 void BackgroundWork::RefreshDelayed(DWORD seconds) {
-  rescan_.store(Due(core_.Environment().clock.GetTickCount(), std::uint64_t(seconds) * 1000));
+  const Tick now = core_.Environment().clock.GetTickCount();
+  std::lock_guard<std::mutex> hold(mutex_);
+  rescan_ = Timer{true, now, std::uint64_t(seconds) * 1000};
 }
 
 void BackgroundWork::BeginDelayedShutdown() {
   const auto opts = core_.CurrentSettings();
   if (!opts->Shutdown) return;
-  deadline_.store(Due(core_.Environment().clock.GetTickCount(), std::uint64_t(opts->ShutdownTimeout) * 60000));
+  const Tick now = core_.Environment().clock.GetTickCount();
+  std::lock_guard<std::mutex> hold(mutex_);
+  deadline_ = Timer{true, now, std::uint64_t(opts->ShutdownTimeout) * 60000};
 }
 
 void BackgroundWork::CancelDelayedShutdown() {
-  if (deadline_.exchange(0) == 0) return;
+  {
+    std::lock_guard<std::mutex> hold(mutex_);
+    if (!deadline_.armed) return;
+    deadline_.armed = false;
+  }
   (void)core_.Environment().power.AbortShutdown();
 }
 
 void BackgroundWork::OnPolicyChange() { core_.RefreshSessions(false); }
 
 void BackgroundWork::OnTimeout(Tick now) {
-  // Due times are compared by value, as the service always has: near the wrap of the tick count
-  // a due time can come early, which for a rescan is harmless.
-  const Tick rescan = rescan_.load();
-  if (rescan != 0 && now >= rescan) {
-    rescan_.store(0);
-    core_.RefreshSessions(true);
-  }
-  const Tick deadline = deadline_.load();
-  if (deadline != 0 && now >= deadline) {
-    deadline_.store(0);
-    (void)DoShutdown();
-  }
+  if (TakeIfDue(rescan_, now)) core_.RefreshSessions(true);
+  if (TakeIfDue(deadline_, now)) (void)DoShutdown();
   if (resumed_.exchange(false)) BeginDelayedShutdown();
 }
 

@@ -5,6 +5,8 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
+#include <mutex>
 
 #include "platform/types.h"
 
@@ -33,19 +35,35 @@ class BackgroundWork {
   // A round that timed out, at tick `now`: due rescan, due power action, re-arm after a resume.
   void OnTimeout(Tick now);
 
-  // 0 means none.
-  Tick RescanTime() const { return rescan_.load(); }
-  Tick Deadline() const { return deadline_.load(); }
+  // The tick each is due at, for display; 0 means none. Whether one is due is never decided
+  // from these values, which wrap: see MsUntilDue.
+  Tick RescanTime() const;
+  Tick Deadline() const;
   bool Resumed() const { return resumed_.load(); }
-  bool DeadlinePending() const { return deadline_.load() != 0; }
+  bool DeadlinePending() const;
+  // How long after `now` the first armed item (rescan or power action) is due: 0 when one is
+  // due, kNothingArmed when none is armed.
+  static constexpr std::uint64_t kNothingArmed = ~std::uint64_t(0);
+  std::uint64_t MsUntilDue(Tick now) const;
 
  private:
-  // `now + ms`, never 0: 0 means "not set".
-  static Tick Due(Tick now, std::uint64_t ms);
+  // A due time kept as the tick it was armed at and the time it waits, and compared by the
+  // difference to now: a deadline armed shortly before the tick count wraps (every 49.7 days)
+  // then comes when it should, not at the first round after the wrap or never.
+  struct Timer {
+    bool armed = false;
+    Tick armedAt = 0;
+    std::uint64_t ms = 0;
+    std::uint64_t Left(Tick now) const;
+    Tick DueTick() const;
+  };
+  // Takes `timer` when it is due at `now`.
+  bool TakeIfDue(Timer& timer, Tick now);
 
   ServiceCore& core_;
-  std::atomic<Tick> rescan_{0};
-  std::atomic<Tick> deadline_{0};
+  mutable std::mutex mutex_;
+  Timer rescan_;
+  Timer deadline_;
   std::atomic<bool> resumed_{false};
 };
 

@@ -121,7 +121,11 @@ void ServiceCore::HandleSessionChange(DWORD eventType, SessionId session) {
       activeSessions_.fetch_add(1);
       OnLogonOrConnect(session);
       break;
-    case svc::kConsoleConnect: OnLogonOrConnect(session); break;
+    // A user coming back to a disconnected session over the network raises a remote connect,
+    // never a console one; on a terminal server that is how most users return, so both count
+    // alike: the session is watched, it is the most recent one, a power action is called off.
+    case svc::kConsoleConnect:
+    case svc::kRemoteConnect: OnLogonOrConnect(session); break;
     case svc::kSessionLogoff: OnLogoff(session); break;
     case svc::kSessionLock: OnLock(session); break;
     case svc::kSessionUnlock: OnUnlock(session); break;
@@ -193,6 +197,9 @@ void ServiceCore::RefreshSessions(bool reload) {
     if (!reload && !settings_->IsDifferent(*fresh)) return;
     settings_ = fresh;
   }
+  // Every watched session and its agent use the new values from now on, not only the sessions
+  // that log on later: after an Apply a user already at work gets the new time-out too.
+  registry_.SettingsChangedAll();
   if (!fresh->Enable) {
     LogEvent(env_.eventLog, evt::kNotEnabledAtStart);
   } else {

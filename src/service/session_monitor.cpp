@@ -90,9 +90,24 @@ void SessionMonitor::AttachSignals(SessionSignals* signals) {
   signals_ = signals;
 }
 
+void SessionMonitor::SettingsChanged() {
+  std::lock_guard<std::mutex> hold(signalsMutex_);
+  if (!signals_) return;
+  signals_->SignalReload();
+  signals_->Wake();
+}
+
 void SessionMonitor::Wake() {
   std::lock_guard<std::mutex> hold(signalsMutex_);
   if (signals_) signals_->Wake();
+}
+
+void SessionMonitor::TakeLimits() {
+  // The live settings at every decision, not those of the monitor's start: a reload (control
+  // 128, a policy change) reaches sessions that are already watched at their next round.
+  const auto opts = context_.CurrentSettings();
+  timeoutMin_.store(opts->Timeout);
+  messageMin_.store(opts->MessageTimeout);
 }
 
 bool SessionMonitor::StartAgent(Tick now) {
@@ -141,9 +156,13 @@ bool SessionMonitor::End() {
 
 bool SessionMonitor::Begin(Tick now) {
   if (ended_.load()) return false;
-  const auto opts = context_.CurrentSettings();
-  timeoutMin_ = opts->Timeout;
-  messageMin_ = opts->MessageTimeout;
+  TakeLimits();
+  // A session locked before its monitor started (a service start, a refresh, a policy change)
+  // must get the lock screen's message box with the locked text, not a warning process on a
+  // desktop nobody sees: ask, rather than assume it unlocked. A session that cannot say keeps
+  // what the lock notifications set.
+  bool locked = false;
+  if (Env().sessions.QueryLockState(session_, locked)) locked_.store(locked);
   scheduleReported_ = false;
   staleRequest_.store(false);
   lastActivity_.store(now);
@@ -169,6 +188,7 @@ bool SessionMonitor::Round(RoundSignal signal, Tick now) {
     case RoundSignal::kCancel:
       return End();
     case RoundSignal::kTimeout: {
+      TakeLimits();
       bool gaveUp = false;
       if (!AgentPresent(now, gaveUp)) {
         if (gaveUp) return End();

@@ -83,6 +83,9 @@ class SessionMonitor {
   void AttachSignals(SessionSignals* signals);
   // Ends the current wait of the monitor's thread early, if one waits.
   void Wake();
+  // The settings were reloaded: the monitor's thread wakes to measure against the new limits,
+  // and the session's agent is told to read them too.
+  void SettingsChanged();
 
   // When the idle clock was last restarted (ms tick).
   Tick LastActivity() const { return lastActivity_.load(); }
@@ -97,8 +100,8 @@ class SessionMonitor {
   // The tag of the session's events ("" before PrepareSignals).
   const std::wstring& Tag() const { return tag_; }
 
-  // The start of the watch at tick `now`: takes Timeout and MessageTimeout for the monitor's
-  // life, starts the clock and the agent. An agent that cannot be started this first time is
+  // The start of the watch at tick `now`: reads the session's lock state, starts the clock and
+  // the agent. Timeout and MessageTimeout are taken from the live settings at every decision. An agent that cannot be started this first time is
   // reported (0xe000000f) and ends the monitor: FALSE.
   bool Begin(Tick now);
 
@@ -132,6 +135,8 @@ class SessionMonitor {
   bool ScheduleForbids(const MyOpts& opts, DWORD aheadSeconds) const;
   // Logs 0xa0000019 once per inactive stretch.
   void ReportScheduleInactive();
+  // Takes Timeout and MessageTimeout from the live settings.
+  void TakeLimits();
   // Starts the agent and follows it; TRUE when it started.
   bool StartAgent(Tick now);
   // Whether the session's agent is there to report input at `now`. An agent that has gone is
@@ -159,8 +164,9 @@ class SessionMonitor {
   std::unique_ptr<SessionProcess> agent_;
   bool agentDown_ = false;
   AgentRestartPolicy restart_;
-  DWORD timeoutMin_ = 0;
-  DWORD messageMin_ = 0;
+  // Read by MsUntilDue from whichever thread drives the monitor, written at each decision.
+  std::atomic<DWORD> timeoutMin_{0};
+  std::atomic<DWORD> messageMin_{0};
 };
 
 }  // namespace tv

@@ -77,6 +77,11 @@ std::size_t SessionRegistry::Retire(SessionId session) {
   return n;
 }
 
+void SessionRegistry::SettingsChangedAll() {
+  CritSecLock hold(lock_);
+  for (const Entry& e : entries_) e.monitor->SettingsChanged();
+}
+
 void SessionRegistry::WakeAll() {
   CritSecLock hold(lock_);
   for (const Entry& e : entries_) e.monitor->Wake();

@@ -49,6 +49,8 @@ class SessionRegistry {
 
   // Wakes the thread of every listed monitor that waits for its next deadline.
   void WakeAll();
+  // Tells every listed monitor (and through it its session's agent) that the settings changed.
+  void SettingsChangedAll();
 
   // The list's lock (recursive): hold it to make several steps one.
   CritSec& Lock() { return lock_; }

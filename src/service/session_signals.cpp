@@ -22,6 +22,7 @@ BOOL SessionSignals::Create(const std::wstring& prefix, SessionId id, const std:
       {idle_, IdleEventName(prefix, id, tag), kEventModifyState, kFalse},
       {cancel_, CancelEventName(prefix, id, tag), kEventModifyState, kFalse},
       {quit_, QuitEventName(prefix, tag), kSynchronize, kTrue},
+      {reload_, ReloadEventName(prefix, id, tag), kSynchronize, kFalse},
   };
   for (const Spec& s : specs) {
     if (!s.event.CreateNewForUser(s.name.c_str(), kTrue, logonSid.c_str(), s.access, s.manual, kFalse)) {
@@ -43,6 +44,7 @@ void SessionSignals::CloseAll() {
   idle_.Close();
   cancel_.Close();
   quit_.Close();
+  reload_.Close();
   wake_.Close();
 }
 

@@ -28,7 +28,8 @@ class SessionSignals {
 
   // Creates the three events in the global namespace under the names tagged `tag` (see
   // foundation/object_names.h): new, auto-reset idle and cancel events that `logonSid` may only
-  // set, and a manual-reset quit event it may only wait on; clear, inheritable. FALSE when one
+  // set, a manual-reset quit event and an auto-reset reload event it may only wait on; clear,
+  // inheritable. FALSE when one
   // cannot be created or already existed (error 183; FailedName() then says which): nothing is
   // kept then.
   BOOL Create(const std::wstring& prefix, SessionId id, const std::wstring& tag, const std::wstring& logonSid);
@@ -44,6 +45,8 @@ class SessionSignals {
   void Wake() { wake_.Set(); }
   // Tells the session's agent to leave: the monitor is done with it.
   void SignalQuit() { quit_.Set(); }
+  // Tells the session's agent to read the settings again.
+  void SignalReload() { reload_.Set(); }
 
   // What the agent does.
   void SignalIdle() { idle_.Set(); }
@@ -53,6 +56,7 @@ class SessionSignals {
   const Event& Idle() const { return idle_; }
   const Event& Cancel() const { return cancel_; }
   const Event& Quit() const { return quit_; }
+  const Event& Reload() const { return reload_; }
 
  private:
   void CloseAll();
@@ -60,6 +64,7 @@ class SessionSignals {
   Event idle_;
   Event cancel_;
   Event quit_;
+  Event reload_;
   Event wake_;  // unnamed: only the service itself wakes its threads
   std::wstring failedName_;
 };

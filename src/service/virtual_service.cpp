@@ -80,6 +80,7 @@ void VirtualService::RunMonitorRounds(Tick now) {
   auto ended = std::stable_partition(slots_.begin(), slots_.end(),
                                      [](const std::unique_ptr<Slot>& s) { return !s->monitor->HasEnded(); });
   for (auto it = ended; it != slots_.end(); ++it) {
+    (*it)->monitor->AttachSignals(nullptr);
     (*it)->signals.SignalQuit();
     Registry().Remove(*(*it)->monitor);
   }
@@ -126,7 +127,10 @@ BOOL VirtualService::LaunchMonitor(SessionId session, const std::wstring& accoun
   if (!Registry().Add(*slot->monitor, slot.get())) return kTrue;
   // As on a real thread: events that cannot be had, or an agent that cannot be started the
   // first time, end the monitor before its first round.
+  // Attached as a real thread attaches them: a reload reaches the session's agent through them.
+  slot->monitor->AttachSignals(&slot->signals);
   if (!slot->monitor->PrepareSignals(slot->signals) || !slot->monitor->Begin(clock_.GetTickCount())) {
+    slot->monitor->AttachSignals(nullptr);
     Registry().Remove(*slot->monitor);
     return kTrue;
   }

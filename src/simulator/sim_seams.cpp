@@ -101,6 +101,10 @@ BOOL ObservingSessions::StartInSession(SessionId id, const std::wstring& command
   return ok;
 }
 
+BOOL ObservingSessions::QueryLockState(SessionId id, bool& locked) {
+  return Ready() ? inner_->QueryLockState(id, locked) : kFalse;
+}
+
 BOOL ObservingSessions::QueryLogonSid(SessionId id, std::wstring& out) {
   return Ready() ? inner_->QueryLogonSid(id, out) : kFalse;
 }

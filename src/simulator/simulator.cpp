@@ -315,10 +315,9 @@ class Driver final : public SimObserver {
     const BackgroundWork& bg = service_->Background();
     if (bg.Resumed()) return soon;
     std::int64_t best = kNever;
-    for (Tick due : {bg.RescanTime(), bg.Deadline()}) {
-      if (due == 0) continue;
-      if (now >= due) return soon;  // the background compares tick values, not differences
-      best = std::min(best, sec_ + SecondsUntil(due - now));
+    if (const std::uint64_t due = bg.MsUntilDue(now); due != BackgroundWork::kNothingArmed) {
+      if (due == 0) return soon;
+      best = std::min(best, sec_ + SecondsUntil(due));
     }
     for (SessionId id : monitored_) {
       const SessionMonitor* m = cache_[id];

@@ -83,6 +83,40 @@ TEST_F(DelayedShutdown, SleepReArmsAfterTheWakeUpAndHibernateFallsBackToSleep) {
   EXPECT_EQ(w.Count(evt::kSuspendInitiated), 2u);
 }
 
+TEST_F(DelayedShutdown, ADeadlineArmedJustBeforeTheTickWrapComesOnTimeAndARemoteReconnectCallsItOff) {
+  // Armed ten minutes before the tick count wraps (49.7 days after boot), due twenty minutes
+  // after the wrap: a due time compared by value came at the next round.
+  w.clock.SetTickCount(0xFFFFFFFFu - 10 * 60000u);
+  w.sessions.AddSession(1, L"CORP", L"ann");
+  Begin(kActionShutdown);
+  w.sessions.Disconnect(1);  // ann leaves her remote session without logging off...
+  w.sessions.AddSession(2, L"CORP", L"bob");
+  s->Step();
+  w.sessions.EndSession(2);  // ...and bob logs off: nobody is active
+  s->Step();
+  ASSERT_TRUE(s->Background().DeadlinePending());
+  s->Run(30 * 60 - 1);
+  EXPECT_FALSE(Requested(Kind::kShutdown)) << "fired early across the wrap";
+  // Ann reconnects over RDP (a remote connect, never a console one) a second before it is due.
+  w.sessions.Reconnect(1);
+  s->Step();
+  EXPECT_FALSE(s->Background().DeadlinePending());
+  EXPECT_TRUE(s->IsMonitoring(1));
+  s->Run(60 * 60);
+  EXPECT_FALSE(Requested(Kind::kShutdown));
+  // Without the reconnect the same deadline comes to the second.
+  w.sessions.Disconnect(1);
+  s->Step();
+  w.sessions.AddSession(3, L"", L"cy");
+  s->Step();
+  w.sessions.EndSession(3);
+  s->Step();
+  s->Run(30 * 60 - 1);
+  EXPECT_FALSE(Requested(Kind::kShutdown));
+  s->Step();
+  EXPECT_TRUE(Requested(Kind::kShutdown));
+}
+
 TEST_F(DelayedShutdown, ConsoleConnectToALogonScreenDoesNotDisarmAndSwitchingOffDoes) {
   w.sessions.SetConsoleSession(1);
   w.sessions.AddSession(1, L"", L"", SessionState::kDisconnected);

@@ -163,10 +163,15 @@ TEST(ServiceRefresh, PolicyRefreshActsOnlyWhenTheSettingsChanged) {
   s->SignalPolicyChange();
   s->Step();
   EXPECT_TRUE(s->IsMonitoring(2));
-  // Settings are taken when a monitor begins: ann keeps her 5 minutes, bob has 6.
+  // The change reaches ann's watch, which began under the old settings: 6 minutes for both,
+  // each from the start of its own watch (bob's began two seconds later).
   s->Run(298);
+  EXPECT_EQ(w.Starts(1, L"/msg") + w.Starts(2, L"/msg"), 0u);
+  s->Run(60);
   EXPECT_EQ(w.Starts(1, L"/msg"), 1u);
   EXPECT_EQ(w.Starts(2, L"/msg"), 0u);
+  s->Run(2);
+  EXPECT_EQ(w.Starts(2, L"/msg"), 1u);
 
   // Control 128 re-reads unconditionally; KeepLastActiveUser off forgets the last active session.
   s->SetLastActiveSession(1);

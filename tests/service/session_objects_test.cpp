@@ -3,6 +3,8 @@
 // happens when the agent goes, and that a session's monitor ends with the session.
 #include <gtest/gtest.h>
 
+#include <cwchar>
+
 #include "foundation/event.h"
 #include "foundation/object_names.h"
 #include "service/agent_restart.h"
@@ -173,6 +175,37 @@ TEST_F(SessionObjectsTest, AGoneAgentIsStartedAgainWithBackOffUntilTheMonitorGiv
   s->Run(3600);
   EXPECT_TRUE(w.LoggedOff().empty());
   EXPECT_EQ(w.Starts(1, L"/msg"), 1u);
+}
+
+TEST_F(SessionObjectsTest, ALockedSessionIsKnownAtStartAndControl128ReachesARunningWatchAndItsAgent) {
+  // Locked before the service started: no notification will say so.
+  w.sessions.AddSession(2, L"", L"bob");
+  w.sessions.Lock(2);
+  w.sessions.SetLogonSid(1, L"S-1-1-0");  // so that the test may wait on alice's reload event
+  auto lockedText = [](MyOpts& o) { std::wcscpy(o.MessageTextIfLocked, L"Locked: %d minutes left"); };
+  Begin(lockedText);
+  Event reload;
+  ASSERT_TRUE(reload.Open(ReloadEventName(w.env.objectPrefix, 1, s->FindMonitor(1)->Tag()).c_str(), kTrue,
+                          kSynchronize, kFalse));
+  s->Run(100);
+  // Alice's watch is 100 s old when the time-out goes from 5 to 10 minutes: her agent is told,
+  // and her warning comes ten minutes after her watch began, not five.
+  w.Configure([&](MyOpts& o) {
+    lockedText(o);
+    o.Timeout = 10;
+  });
+  EXPECT_FALSE(reload.Wait(0));
+  s->Control(svc::kControlSettingsChanged);
+  EXPECT_TRUE(reload.Wait(0));
+  DWORD waited = 0;
+  ASSERT_TRUE(s->RunUntil([&] { return w.Starts(1, L"/msg") == 1; }, 3600, &waited));
+  EXPECT_EQ(100 + waited, 600u);
+  // Bob's warning is the lock screen's box with the locked text; no warning process.
+  EXPECT_EQ(w.Starts(2, L"/msg"), 0u);
+  const auto boxes = w.sessions.MessagesShown();
+  ASSERT_EQ(boxes.size(), 1u);
+  EXPECT_EQ(boxes[0].id, 2u);
+  EXPECT_EQ(boxes[0].text, L"Locked: 2 minutes left");
 }
 
 TEST(AgentRestartPolicy, AnAgentThatRanLongStartsTheCountAfreshAcrossTheTickWrap) {

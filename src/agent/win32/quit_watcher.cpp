@@ -32,8 +32,17 @@ BOOL QuitWatcher::Start(HANDLE quitEvent, DWORD uiThread, std::function<void()> 
 }
 
 void QuitWatcher::Watch(HANDLE quitEvent, DWORD uiThread, const std::function<void()>& beforeQuit) {
-  const HANDLE handles[2] = {stop_.get(), quitEvent};
-  if (::WaitForMultipleObjects(2, handles, FALSE, INFINITE) != WAIT_OBJECT_0 + 1) return;
+  const HANDLE handles[3] = {stop_.get(), quitEvent, reload_};
+  const ::DWORD count = reload_ ? 3 : 2;
+  for (;;) {
+    const ::DWORD result = ::WaitForMultipleObjects(count, handles, FALSE, INFINITE);
+    if (result == WAIT_OBJECT_0 + 2) {
+      if (onReload_) onReload_();
+      continue;
+    }
+    if (result != WAIT_OBJECT_0 + 1) return;
+    break;
+  }
   fired_.store(true, std::memory_order_release);
   if (beforeQuit) beforeQuit();
   // A queue holding its 10,000 messages refuses the post; the user's session must still end

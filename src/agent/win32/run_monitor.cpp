@@ -107,7 +107,16 @@ int RunAgent(DWORD session, const std::wstring& tag) {
       // The session's own quit event, created by the service for this session's user with
       // synchronise access only: asking for more would be refused.
       Event quit;
+      Event reload;
       QuitWatcher watcher;
+      // The service's word that the settings changed reaches every session's agent this way,
+      // whichever desktop the configuration utility runs on.
+      if (!tag.empty() && reload.Open(AgentReloadEventName(session, tag).c_str(), kTrue, kSynchronize, kFalse)) {
+        const HWND hwnd = window.GetHwnd();
+        const UINT message = GetAppMessage();
+        watcher.WatchReload(static_cast<HANDLE>(static_cast<void*>(reload)),
+                            [hwnd, message] { ::PostMessageW(hwnd, message, kCmdReloadAgent, 0); });
+      }
       if (quit.Open(AgentQuitEventName(tag).c_str(), kTrue, kSynchronize, kFalse)) {
         // The window hears first, so that no queued warning opens on the way out. Without the
         // event (an agent started by hand) the loop only pumps.

@@ -253,6 +253,14 @@ BOOL SimulatedSessions::QueryConnectState(SessionId id, SessionState& out) {
   return kTrue;
 }
 
+BOOL SimulatedSessions::QueryLockState(SessionId id, bool& locked) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  Session* s = nullptr;
+  if (!Enter(Op::kQueryLock, id, s)) return kFalse;
+  locked = s->locked;
+  return kTrue;
+}
+
 SessionId SimulatedSessions::GetActiveConsoleSessionId() {
   std::lock_guard<std::mutex> lock(mutex_);
   return console_;

@@ -26,6 +26,7 @@ class SimulatedSessions final : public Sessions {
     kQueryUser,
     kQueryDomain,
     kQueryState,
+    kQueryLock,
     kQueryToken,
     kLogoff,
     kSendMessage,
@@ -125,6 +126,7 @@ class SimulatedSessions final : public Sessions {
   BOOL QueryUserName(SessionId id, std::wstring& out) override;
   BOOL QueryDomainName(SessionId id, std::wstring& out) override;
   BOOL QueryConnectState(SessionId id, SessionState& out) override;
+  BOOL QueryLockState(SessionId id, bool& locked) override;
   SessionId GetActiveConsoleSessionId() override;
   BOOL QueryUserToken(SessionId id, UserToken& out) override;
   BOOL LogoffSession(SessionId id) override;

@@ -23,6 +23,17 @@ using SendMessageFn = BOOL(WINAPI*)(HANDLE, ::DWORD, LPWSTR, ::DWORD, LPWSTR, ::
 using RegisterNotificationFn = BOOL(WINAPI*)(HWND, ::DWORD);
 using UnregisterNotificationFn = BOOL(WINAPI*)(HWND);
 using ActiveConsoleSessionFn = ::DWORD(WINAPI*)();
+using RtlGetVersionFn = LONG(WINAPI*)(OSVERSIONINFOW*);
+
+// WTSSessionInfoEx and the head of its level-1 record, which this compiler's headers lack:
+// Level, then SessionId, SessionState and SessionFlags.
+constexpr int kWtsSessionInfoEx = 25;
+struct SessionInfoExHead {
+  ::DWORD level;
+  ULONG sessionId;
+  ::DWORD sessionState;
+  LONG sessionFlags;
+};
 
 void CloseKernelToken(void* handle, void*) { ::CloseHandle(static_cast<HANDLE>(handle)); }
 
@@ -46,6 +57,7 @@ class Win32Sessions final : public Sessions {
   explicit Win32Sessions(Win32SessionsOptions options)
       : wts_(options.library ? options.library : L"wtsapi32.dll"),
         kernel_(L"kernel32.dll"),
+        ntdll_(L"ntdll.dll"),
         pause_(std::move(options.pause)) {
     enumerate_ = wts_.Get<EnumerateSessionsFn>("WTSEnumerateSessionsW");
     query_ = wts_.Get<QuerySessionInformationFn>("WTSQuerySessionInformationW");
@@ -142,6 +154,23 @@ class Win32Sessions final : public Sessions {
                       static_cast<::DWORD>(t.size() * sizeof(wchar_t)), style, timeoutSeconds, &answer, wait ? TRUE : FALSE))
       return Fail(LastErrorOr(err::kGenFailure));
     response = answer;
+    return kTrue;
+  }
+
+  BOOL QueryLockState(SessionId id, bool& locked) override {
+    UniqueWtsMemory block;
+    ::DWORD bytes = 0;
+    if (!Query(id, static_cast<WTS_INFO_CLASS>(kWtsSessionInfoEx), block, bytes)) return kFalse;
+    if (bytes < sizeof(SessionInfoExHead)) return Fail(err::kInvalidData);
+    const auto* head = static_cast<const SessionInfoExHead*>(block.get().block);
+    if (head->level != 1) return Fail(err::kInvalidData);
+    OSVERSIONINFOW version{};
+    version.dwOSVersionInfoSize = sizeof(version);
+    // The real version, whatever compatibility shims tell GetVersionEx.
+    auto getVersion = ntdll_.Get<RtlGetVersionFn>("RtlGetVersion");
+    if (!getVersion || getVersion(&version) != 0) return Fail(err::kProcNotFound);
+    if (!LockedFromSessionFlags(head->sessionFlags, version.dwMajorVersion, version.dwMinorVersion, locked))
+      return Fail(err::kNotSupported);
     return kTrue;
   }
 
@@ -280,6 +309,7 @@ class Win32Sessions final : public Sessions {
 
   BoundLibrary wts_;
   BoundLibrary kernel_;
+  BoundLibrary ntdll_;
   std::function<void(DWORD)> pause_;
   EnumerateSessionsFn enumerate_ = nullptr;
   QuerySessionInformationFn query_ = nullptr;
