@@ -37,6 +37,11 @@ constexpr EventTextEntry kTexts[] = {
                  L"it again. (Attempt %2)\r\n"},
     {0xa000001f, L"The input hooks of the monitor process for the user '%1' had stopped reporting input; Tarnvale "
                  L"installed them again.\r\n"},
+    {0xa0000020, L"Tarnvale skipped the user '%1' from monitoring, because the user's groups could be read neither "
+                 L"from the session's logon nor from the domain (Code %2), and a group in the 'Do not apply to' list "
+                 L"may include the user.\r\n"},
+    {0xa0000021, L"Tarnvale could not read the groups of the user '%1' from the session's logon or from the domain "
+                 L"(Code %2), so it applied the 'Apply To' list without them.\r\n"},
     {0xe000000b, L"Tarnvale could not log off the user '%1'. (Code %2)\r\n"},
     {0xe000000f, L"Tarnvale could not start the monitor process for the user '%1'. (Code %2)\r\n"},
     {0xe0000013, L"Tarnvale encountered an error returned from InitiateSystemShutdownEx().\r\n"},

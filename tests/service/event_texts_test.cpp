@@ -15,7 +15,8 @@ TEST(EventTexts, EveryEntryTheServiceWritesHasItsText) {
       evt::kNotEnabledAtLogon,  evt::kNotEnabledAtTimeout,  evt::kSparedLastActive,    evt::kScheduleInactive,
       evt::kLogoffFailed,       evt::kAgentStartFailed,     evt::kShutdownFailed,      evt::kSuspendFailed,
       evt::kStaleLogoffFailed,  evt::kSettingUnusable,      evt::kQuitWorkReceived,    evt::kAgentRestarted,
-      evt::kHooksReinstalled,   evt::kObjectExisted,        evt::kAgentGaveUp};
+      evt::kHooksReinstalled,   evt::kObjectExisted,        evt::kAgentGaveUp,         evt::kSkippedGroupsUnknown,
+      evt::kDecidedWithoutGroups};
   // Each is one line ending as the message compiler leaves it, and the table is in identifier order.
   for (DWORD id : written) {
     const std::wstring t = FindEventText(id) ? FindEventText(id) : L"";
