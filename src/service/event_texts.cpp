@@ -23,6 +23,10 @@ constexpr EventTextEntry kTexts[] = {
     {0x60000014, L"Tarnvale service initiated a suspend because no user has logged on to the computer during the "
                  L"shutdown timeout period.\r\n"},
     {0x60000017, L"Tarnvale logged off the stale session for user '%1'.\r\n"},
+    {0x60000022, L"Tarnvale warned the user '%1' in session %2 after %3 idle minute(s), by %4; the session was "
+                 L"%5. Without activity it is logged off in %6 minute(s).\r\n"},
+    {0x60000023, L"When Tarnvale logged off the user '%1', session %2 had been idle for %3 minute(s); it was %4 "
+                 L"and %5, and %6.\r\n"},
     {0xa000000c, L"Tarnvale did not start monitoring because Tarnvale was not enabled at that time.\r\n"},
     {0xa000000d, L"Tarnvale did not process a logon event because Tarnvale was not enabled at that time.\r\n"},
     {0xa000000e, L"Tarnvale did not process the idle timeout for user '%1' because Tarnvale was not enabled at that "
@@ -42,6 +46,7 @@ constexpr EventTextEntry kTexts[] = {
                  L"may include the user.\r\n"},
     {0xa0000021, L"Tarnvale could not read the groups of the user '%1' from the session's logon or from the domain "
                  L"(Code %2), so it applied the 'Apply To' list without them.\r\n"},
+    {0xa0000024, L"Tarnvale could not show the warning to the user '%1' in session %2. (Code %3)\r\n"},
     {0xe000000b, L"Tarnvale could not log off the user '%1'. (Code %2)\r\n"},
     {0xe000000f, L"Tarnvale could not start the monitor process for the user '%1'. (Code %2)\r\n"},
     {0xe0000013, L"Tarnvale encountered an error returned from InitiateSystemShutdownEx().\r\n"},

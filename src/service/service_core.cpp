@@ -15,7 +15,7 @@ namespace {
 constexpr DWORD kRescanSeconds = 15;
 }  // namespace
 
-ServiceCore::ServiceCore(const ServiceEnvironment& env) : env_(env), background_(*this) {
+ServiceCore::ServiceCore(const ServiceEnvironment& env) : env_(env), background_(*this), watch_(env_.keys) {
   settings_ = LoadSettings();
 }
 
@@ -91,6 +91,8 @@ void ServiceCore::Initialise(ServiceStatusRecord* status) {
 void ServiceCore::StartSequence() {
   LogEvent(env_.eventLog, evt::kServiceStarted);
   quit_.store(0);
+  // What an earlier run recorded may be about sessions long gone: each is examined again.
+  watch_.Clear();
   (void)LaunchBackground();
   RefreshSessions(true);
   // A computer that starts with nobody logged on gets its power action after the time-out too.
@@ -101,12 +103,14 @@ void ServiceCore::StopSequence() {
   LogEvent(env_.eventLog, evt::kStopInitiated);
   RaiseQuit();
   DrainThreads();
+  watch_.Clear();
   LogEvent(env_.eventLog, evt::kServiceStopped);
 }
 
 void ServiceCore::QuitWork() {
   RaiseQuit();
   DrainThreads();
+  watch_.Clear();
 }
 
 void ServiceCore::RaiseQuit() {
@@ -176,6 +180,7 @@ void ServiceCore::OnLogoff(SessionId session) {
   // The session's monitor goes with it, even when its agent could not say so; a new log-on that
   // gets the same session number is examined afresh (membership, account, idle clock, agent).
   (void)registry_.Retire(session);
+  watch_.Forget(session);
   WriteSessionStatistics();
   if (!AnySessionActive(true)) background_.BeginDelayedShutdown();
 }
@@ -224,6 +229,7 @@ BOOL ServiceCore::StartMonitoring(SessionId session) {
   const auto opts = CurrentSettings();
   if (!opts->Enable) {
     LogEvent(env_.eventLog, evt::kNotEnabledAtLogon);
+    watch_.Set(session, WatchReason::kNotEnabled);
     return kFalse;
   }
   if (registry_.Contains(session)) return kTrue;
@@ -250,8 +256,12 @@ BOOL ServiceCore::StartMonitoring(SessionId session) {
   } else {
     LogEvent(env_.eventLog, verdict.eventId, account);
   }
+  // Recorded before the monitor runs: one that fails at once says so itself, afterwards.
+  watch_.Set(session, WatchReasonOf(verdict));
   if (!verdict.monitor) return kFalse;
-  return LaunchMonitor(session, account);
+  if (LaunchMonitor(session, account)) return kTrue;
+  watch_.Set(session, WatchReason::kAgentNotStarted);
+  return kFalse;
 }
 
 void ServiceCore::TrimStaleSessions(BOOL logoffStale, DWORD keepCount) {

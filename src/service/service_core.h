@@ -17,6 +17,7 @@
 #include "service/service_events.h"
 #include "service/session_monitor.h"
 #include "service/session_registry.h"
+#include "service/watch_record.h"
 
 namespace tv {
 
@@ -69,6 +70,7 @@ class ServiceCore : public MonitorContext {
   SessionId LastActiveSession() const override { return lastActive_.load(); }
   bool IsQuitting() const override { return quit_.load() != 0; }
   void NoteLoggedOff(const std::wstring& account) override;
+  void NoteWatchEnded(SessionId session, WatchReason reason) override { watch_.Set(session, reason); }
 
  protected:
   // Runs a monitor for `session` (after the membership test passed and 0x60000006 was written):
@@ -109,6 +111,8 @@ class ServiceCore : public MonitorContext {
   std::mutex statsMutex_;
   SessionRegistry registry_;
   BackgroundWork background_;
+  // Why each session is watched or not, for the configuration utility of that session.
+  WatchRecord watch_;
 };
 
 // The process's service object, which ServiceEventCallback forwards to (null: none; the callback

@@ -25,4 +25,9 @@ void LogEvent2(EventLog& log, DWORD eventId, const std::wstring& first, const st
   (void)log.Report(EventTypeOf(eventId), eventId, {first, second});
 }
 
+void LogEventN(EventLog& log, DWORD eventId, const std::vector<std::wstring>& strings) {
+  PreserveLastError keep;
+  (void)log.Report(EventTypeOf(eventId), eventId, strings);
+}
+
 }  // namespace tv

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "platform/event_log.h"
 #include "platform/types.h"
@@ -21,6 +22,11 @@ inline constexpr DWORD kLoggedOff = 0x6000000a;             // %1 account
 inline constexpr DWORD kShutdownInitiated = 0x60000012;
 inline constexpr DWORD kSuspendInitiated = 0x60000014;
 inline constexpr DWORD kStaleLoggedOff = 0x60000017;        // %1 account
+// %1 account, %2 session, %3 idle minutes, %4 how it was shown, %5 locked or not, %6 countdown minutes
+inline constexpr DWORD kWarningShown = 0x60000022;
+// Beside each log-off: %1 account, %2 session, %3 idle minutes, %4 connect state, %5 locked or
+// not, %6 whether a warning had been shown
+inline constexpr DWORD kLogoffDetails = 0x60000023;
 inline constexpr DWORD kNotEnabledAtStart = 0xa000000c;
 inline constexpr DWORD kNotEnabledAtLogon = 0xa000000d;
 inline constexpr DWORD kNotEnabledAtTimeout = 0xa000000e;   // %1 account
@@ -32,6 +38,7 @@ inline constexpr DWORD kAgentRestarted = 0xa000001d;        // %1 account, %2 at
 inline constexpr DWORD kHooksReinstalled = 0xa000001f;      // %1 account
 inline constexpr DWORD kSkippedGroupsUnknown = 0xa0000020;  // %1 account, %2 code
 inline constexpr DWORD kDecidedWithoutGroups = 0xa0000021;  // %1 account, %2 code
+inline constexpr DWORD kWarningNotShown = 0xa0000024;      // %1 account, %2 session, %3 code
 inline constexpr DWORD kLogoffFailed = 0xe000000b;          // %1 account, %2 code
 inline constexpr DWORD kAgentStartFailed = 0xe000000f;      // %1 account, %2 code
 inline constexpr DWORD kShutdownFailed = 0xe0000013;        // %1 code
@@ -50,5 +57,8 @@ void LogError(EventLog& log, DWORD eventId, const std::wstring& account, ErrorCo
 
 // The same with a second text (the excluding group of kSkippedExcludedGroup).
 void LogEvent2(EventLog& log, DWORD eventId, const std::wstring& first, const std::wstring& second);
+
+// Any number of insertion strings, in order (%1, %2, ...).
+void LogEventN(EventLog& log, DWORD eventId, const std::vector<std::wstring>& strings);
 
 }  // namespace tv

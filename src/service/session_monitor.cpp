@@ -11,6 +11,23 @@ namespace tv {
 namespace {
 constexpr std::uint64_t kMsPerMinute = 60000;
 
+// A connect state as the audit trail's log-off entry words it.
+const wchar_t* SessionStateWords(SessionState state) {
+  switch (state) {
+    case SessionState::kActive: return L"active";
+    case SessionState::kConnected: return L"connected without a user";
+    case SessionState::kConnectQuery: return L"connecting";
+    case SessionState::kShadow: return L"shadowed";
+    case SessionState::kDisconnected: return L"disconnected";
+    case SessionState::kIdle: return L"waiting for a client";
+    case SessionState::kListen: return L"listening";
+    case SessionState::kReset: return L"being reset";
+    case SessionState::kDown: return L"down";
+    case SessionState::kInit: return L"initialising";
+  }
+  return L"in an unknown state";
+}
+
 // Whether `elapsed` ms reach `minutes`. Sixty-four bits: a limit beyond the tick range
 // (about 71,582 minutes) is simply never reached instead of wrapping to a short one.
 bool Reached(Tick elapsed, std::uint64_t minutes) { return elapsed >= minutes * kMsPerMinute; }
@@ -41,7 +58,7 @@ bool SessionMonitor::PrepareSignals(SessionSignals& signals) {
   std::wstring sid;
   if (!Env().sessions.QueryLogonSid(session_, sid)) {
     LogError(Env().eventLog, evt::kAgentStartFailed, account_, GetLastErrorCode());
-    return false;
+    return NoSignals();
   }
   // Each try takes a fresh tag; a second squatted name in a row would be an attack that guesses
   // 64 random bits, so a few tries are plenty.
@@ -55,12 +72,12 @@ bool SessionMonitor::PrepareSignals(SessionSignals& signals) {
     const ErrorCode error = GetLastErrorCode();
     if (error != err::kAlreadyExists) {
       LogError(Env().eventLog, evt::kAgentStartFailed, account_, error);
-      return false;
+      return NoSignals();
     }
     LogEvent(Env().eventLog, evt::kObjectExisted, L"Global\\" + signals.FailedName());
   }
   LogError(Env().eventLog, evt::kAgentStartFailed, account_, err::kAlreadyExists);
-  return false;
+  return NoSignals();
 }
 
 std::wstring SessionMonitor::WarningText(const MyOpts& opts, bool locked, DWORD minutes) {
@@ -135,6 +152,7 @@ bool SessionMonitor::AgentPresent(Tick now, bool& gaveUp) {
   // Whatever the user did while nobody watched is unknown: the time-out counts from the agent's
   // return, and a warning in progress is void.
   lastActivity_.store(now);
+  idleSince_ = now;
   warning_.store(false);
   if (!restart_.Due(now)) return false;
   if (StartAgent(now)) {
@@ -154,6 +172,16 @@ bool SessionMonitor::End() {
   return false;
 }
 
+bool SessionMonitor::EndUnwatched(WatchReason reason) {
+  context_.NoteWatchEnded(session_, reason);
+  return End();
+}
+
+bool SessionMonitor::NoSignals() {
+  context_.NoteWatchEnded(session_, WatchReason::kAgentNotStarted);
+  return false;
+}
+
 bool SessionMonitor::Begin(Tick now) {
   if (ended_.load()) return false;
   TakeLimits();
@@ -166,11 +194,12 @@ bool SessionMonitor::Begin(Tick now) {
   scheduleReported_ = false;
   staleRequest_.store(false);
   lastActivity_.store(now);
+  idleSince_ = now;
   warning_.store(false);
   agentDown_ = false;
   if (!StartAgent(now)) {
     LogError(Env().eventLog, evt::kAgentStartFailed, account_, GetLastErrorCode());
-    return End();
+    return EndUnwatched(WatchReason::kAgentNotStarted);
   }
   return true;
 }
@@ -183,6 +212,7 @@ bool SessionMonitor::Round(RoundSignal signal, Tick now) {
   switch (signal) {
     case RoundSignal::kIdle:
       lastActivity_.store(now);
+      idleSince_ = now;
       warning_.store(false);
       break;
     case RoundSignal::kCancel:
@@ -191,7 +221,7 @@ bool SessionMonitor::Round(RoundSignal signal, Tick now) {
       TakeLimits();
       bool gaveUp = false;
       if (!AgentPresent(now, gaveUp)) {
-        if (gaveUp) return End();
+        if (gaveUp) return EndUnwatched(WatchReason::kAgentKeptEnding);
         break;
       }
       switch (OnTimeout(now)) {
@@ -274,16 +304,30 @@ bool SessionMonitor::LogoffStep(Tick now) {
 }
 
 void SessionMonitor::IssueWarning(const MyOpts& opts, Tick now) {
+  const Tick idle = now - idleSince_;
   warning_.store(true);
   lastActivity_.store(now);
   const bool locked = locked_.load();
   const std::wstring text = WarningText(opts, locked, messageMin_);
   // In an unlocked session the warning process shows the countdown; a locked desktop only
   // shows system message boxes, and they are also the fallback when the process cannot start.
-  if (!locked && Env().sessions.StartInSession(session_, WarningCommand())) return;
-  DWORD response = 0;
-  (void)Env().sessions.SendSessionMessage(session_, kWarningCaption, text, kWarningBoxStyle, messageMin_ * 60,
-                                          false, response);
+  const wchar_t* how = L"the warning process with its countdown";
+  warningShown_ = !locked && Env().sessions.StartInSession(session_, WarningCommand());
+  if (!warningShown_) {
+    how = locked ? L"a system message box" : L"a system message box, as the warning process could not be started";
+    DWORD response = 0;
+    warningShown_ = Env().sessions.SendSessionMessage(session_, kWarningCaption, text, kWarningBoxStyle,
+                                                      messageMin_ * 60, false, response) != kFalse;
+  }
+  // A user who says he was logged off unwarned can be checked against these entries.
+  const std::wstring session = std::to_wstring(session_);
+  if (!warningShown_) {
+    LogEventN(Env().eventLog, evt::kWarningNotShown, {account_, session, std::to_wstring(GetLastErrorCode())});
+    return;
+  }
+  LogEventN(Env().eventLog, evt::kWarningShown,
+            {account_, session, std::to_wstring(idle / kMsPerMinute), how, locked ? L"locked" : L"not locked",
+             std::to_wstring(messageMin_.load())});
 }
 
 bool SessionMonitor::ScheduleForbids(const MyOpts& opts, DWORD aheadSeconds) const {
@@ -312,8 +356,17 @@ BOOL SessionMonitor::TryLogoff(const MyOpts& opts) {
 }
 
 void SessionMonitor::DoLogoffSession(bool stale) {
+  // Asked before the log-off, after which the session is gone.
+  const Tick idle = Env().clock.GetTickCount() - idleSince_;
+  SessionState state = SessionState::kActive;
+  const bool stateKnown = Env().sessions.QueryConnectState(session_, state) != kFalse;
   if (Env().sessions.LogoffSession(session_)) {
     LogEvent(Env().eventLog, stale ? evt::kStaleLoggedOff : evt::kLoggedOff, account_);
+    LogEventN(Env().eventLog, evt::kLogoffDetails,
+              {account_, std::to_wstring(session_), std::to_wstring(idle / kMsPerMinute),
+               stateKnown ? SessionStateWords(state) : L"in an unknown state",
+               locked_.load() ? L"locked" : L"not locked",
+               warning_.load() && warningShown_ ? L"a warning had been shown" : L"no warning had been shown"});
     context_.NoteLoggedOff(account_);
   } else {
     LogError(Env().eventLog, stale ? evt::kStaleLogoffFailed : evt::kLogoffFailed, account_, GetLastErrorCode());

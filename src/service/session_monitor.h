@@ -15,6 +15,7 @@
 #include "service/agent_restart.h"
 #include "service/service_env.h"
 #include "service/session_signals.h"
+#include "settings/watch_reasons.h"
 
 namespace tv {
 
@@ -33,6 +34,9 @@ class MonitorContext {
   virtual bool IsQuitting() const = 0;
   // Remembers `account` as the last user the service logged off.
   virtual void NoteLoggedOff(const std::wstring& account) = 0;
+  // The monitor of `session` stopped watching it for `reason` (its agent could not be started or
+  // kept ending), so that whoever explains the session's state can say why.
+  virtual void NoteWatchEnded(SessionId session, WatchReason reason) {}
 };
 
 // The system message box shown in a locked session: exclamation icon, set-foreground, topmost,
@@ -131,6 +135,10 @@ class SessionMonitor {
   // The log-off step after the watch was left; TRUE when the monitor ends.
   bool LogoffStep(Tick now);
   void IssueWarning(const MyOpts& opts, Tick now);
+  // Ends the monitor, telling the service that the session is no longer watched and why.
+  bool EndUnwatched(WatchReason reason);
+  // Tells the service that the session's events could not be had, so no agent starts: FALSE.
+  bool NoSignals();
   // Whether the schedule says "inactive" `aheadSeconds` from now.
   bool ScheduleForbids(const MyOpts& opts, DWORD aheadSeconds) const;
   // Logs 0xa0000019 once per inactive stretch.
@@ -155,6 +163,11 @@ class SessionMonitor {
   std::atomic<bool> endRequest_{false};
   std::atomic<Tick> lastActivity_{0};
   std::atomic<bool> warning_{false};
+  // The audit trail's idle time: from the user's last activity (or the start of the watch, or the
+  // agent's return), which warnings and refusals that restart the idle clock leave alone.
+  Tick idleSince_ = 0;
+  // Whether the warning of the current warning phase reached the session.
+  bool warningShown_ = false;
   std::atomic<bool> ended_{false};
   std::mutex signalsMutex_;  // guards signals_ against a thread leaving while it is woken
   SessionSignals* signals_ = nullptr;

@@ -1,6 +1,10 @@
 // The decisions of one session's monitor, on virtual time.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <functional>
+#include <iterator>
+
 #include "foundation/string_table.h"
 #include "service/service_log.h"
 #include "service/tv_thread.h"
@@ -225,6 +229,76 @@ TEST_F(SessionMonitorTest, SessionThreadSleepsUntilTheNextDeadlineAcrossTheTickW
   // In the warning the countdown is the mark.
   ASSERT_TRUE(m.InWarning());
   EXPECT_EQ(m.MsUntilDue(w.clock.GetTickCount()), 120000u);
+}
+
+// What a user's "I was logged off without a warning" is checked against: every warning and every
+// log-off with its session, the idle minutes since the last activity, the state and the way the
+// warning reached the session. Five idle minutes, two of warning.
+TEST(SessionMonitorAudit, WarningsAndLogoffsSayHowIdleTheSessionWasAndHowItWasWarned) {
+  const Strings none;
+  const struct {
+    const char* name;
+    std::function<void(MyOpts&)> edit;
+    std::function<void(ServiceWorld&, VirtualService&)> act;
+    Strings warned, notShown, details;
+  } cases[] = {
+      {"activity a minute in", {},
+       [](ServiceWorld&, VirtualService& s) {
+         s.Run(60);
+         s.SignalActivity(1);
+       },
+       {L"alice", L"1", L"5", L"the warning process with its countdown", L"not locked", L"2"}, none,
+       {L"alice", L"1", L"7", L"active", L"not locked", L"a warning had been shown"}},
+      {"locked", {}, [](ServiceWorld& w, VirtualService&) { w.sessions.Lock(1); },
+       {L"alice", L"1", L"5", L"a system message box", L"locked", L"2"}, none,
+       {L"alice", L"1", L"7", L"active", L"locked", L"a warning had been shown"}},
+      {"warning process refused", {},
+       [](ServiceWorld& w, VirtualService&) {
+         w.sessions.FailOp(SimulatedSessions::Op::kStartAttempt, 5, kFailAlways, 0, 1);
+       },
+       {L"alice", L"1", L"5", L"a system message box, as the warning process could not be started", L"not locked",
+        L"2"},
+       none, {L"alice", L"1", L"7", L"active", L"not locked", L"a warning had been shown"}},
+      {"nothing could be shown", {},
+       [](ServiceWorld& w, VirtualService&) {
+         w.sessions.FailOp(SimulatedSessions::Op::kStartAttempt, 5, kFailAlways, 0, 1);
+         w.sessions.FailOp(SimulatedSessions::Op::kSendMessage, 1722, 1, 0, 1);
+       },
+       none, {L"alice", L"1", L"1722"},
+       {L"alice", L"1", L"7", L"active", L"not locked", L"no warning had been shown"}},
+      {"disconnected", {}, [](ServiceWorld& w, VirtualService&) { w.sessions.Disconnect(1); }, none, none,
+       {L"alice", L"1", L"5", L"disconnected", L"not locked", L"no warning had been shown"}},
+      {"stale while in use",
+       [](MyOpts& o) {
+         o.LogoffStale = 1;
+         o.LogoffStaleCount = 1;
+       },
+       [](ServiceWorld& w, VirtualService& s) {
+         s.Run(150);
+         s.SignalActivity(1);
+         s.Run(30);
+         w.sessions.AddSession(2, L"", L"bob");
+       },
+       none, none, {L"alice", L"1", L"0", L"active", L"not locked", L"no warning had been shown"}},
+  };
+  for (const auto& c : cases) {
+    ServiceWorld w;
+    w.Configure(c.edit);
+    w.sessions.AddSession(1, L"", L"alice");
+    auto s = w.Start();
+    c.act(w, *s);
+    ASSERT_TRUE(s->RunUntil([&] { return !w.LoggedOff().empty(); }, 900)) << c.name;
+    EXPECT_EQ(w.StringsOf(evt::kWarningShown), c.warned) << c.name;
+    EXPECT_EQ(w.StringsOf(evt::kWarningNotShown), c.notShown) << c.name;
+    EXPECT_EQ(w.StringsOf(evt::kLogoffDetails), c.details) << c.name;
+    // The details sit right after the log-off entry they belong to.
+    const auto& entries = w.log.Entries();
+    const auto details = std::find_if(entries.begin(), entries.end(),
+                                      [](const auto& e) { return e.eventId == evt::kLogoffDetails; });
+    ASSERT_NE(details, entries.begin()) << c.name;
+    const DWORD before = std::prev(details)->eventId;
+    EXPECT_TRUE(before == evt::kLoggedOff || before == evt::kStaleLoggedOff) << c.name;
+  }
 }
 
 }  // namespace
