@@ -21,7 +21,8 @@ constexpr const wchar_t* kOtherValues[] = {L"NotConfigured", L"Config", L"ImpExp
                                            L"SessionsTotal", L"SessionsMonitoring", L"SessionsMaximum",
                                            L"SessionsMaximumTime", L"LastLogoff"};
 constexpr const wchar_t* kTextValues[] = {L"Schedule", L"MessageText", L"MessageTextIfLocked"};
-constexpr const wchar_t* kSubKeys[] = {L"ApplyTo", L"Exclude"};
+// The service's record of why each session is watched (watch_reasons.h) sits beside the lists.
+constexpr const wchar_t* kSubKeys[] = {L"ApplyTo", L"Exclude", L"Sessions"};
 
 template <class Range>
 bool Listed(const std::wstring& name, const Range& names) {

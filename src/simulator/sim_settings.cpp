@@ -120,7 +120,8 @@ bool CheckValues(RegKey& key, const LineFinder& lines, const std::wstring& file,
   }
   std::wstring sub;
   for (DWORD i = 0; key.GetSubKeyByIndex(i, &sub); ++i) {
-    if (!SameName(sub, L"ApplyTo") && !SameName(sub, L"Exclude")) {
+    // "Sessions" is the service's record of why each session is watched, not a setting.
+    if (!SameName(sub, L"ApplyTo") && !SameName(sub, L"Exclude") && !SameName(sub, L"Sessions")) {
       notes->push_back(Where(file, lines.Find(sub)) + UnknownKeyText(sub));
     }
   }

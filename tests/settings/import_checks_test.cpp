@@ -33,7 +33,9 @@ TEST_F(ImportChecksTest, NamesWhatTheServiceCannotUseWithItsLine) {
                                   L"<DATA Name=\"Timeout\" Type=\"REG_DWORD\" Value=\"thirty\"/>\r\n"
                                   L"<DATA Name=\"Timeuot\" Type=\"REG_DWORD\" Value=\"15\"/>\r\n"
                                   L"<DATA Name=\"MessageTimeout\" Value=\"20000\"/>\r\n"
-                                  L"<DATA Name=\"SessionsTotal\" Type=\"REG_DWORD\" Value=\"4\"/>\r\n");
+                                  L"<DATA Name=\"SessionsTotal\" Type=\"REG_DWORD\" Value=\"4\"/>\r\n"
+                                  // The service's record of why each session is watched: no setting, but known.
+                                  L"<KEY Name=\"Sessions\">\r\n\t<DATA Name=\"3\" Type=\"REG_DWORD\" Value=\"1\"/>\r\n</KEY>\r\n");
   MyOpts o(Services());
   o.Reset();
   std::vector<ImportFinding> findings;
