@@ -80,6 +80,43 @@ inline constexpr DWORD kMessageAsync = 32001;     // IDASYNC: sent without waiti
 inline constexpr int kStartAttempts = 11;
 inline constexpr DWORD kStartRetryDelayMs = 1000;
 
+// How a program is started in a user's session, as the Win32 layer hands it to
+// CreateProcessAsUserW; the simulated layer records it, so tests read what a real start asks for.
+struct LaunchRequest {
+  std::wstring commandLine;
+  // The window station and desktop the program's windows go to.
+  std::wstring desktop;
+  // The user's elevated linked token when the user has one, else a primary copy of the user token.
+  bool preferLinkedToken = true;
+  bool inheritHandles = false;
+  // CreateProcess flags: the priority class, and CREATE_UNICODE_ENVIRONMENT with a built block.
+  DWORD creationFlags = 0;
+  // The environment block built from the user's token (profile folders, USERNAME, the user's own
+  // variables) rather than the starter's, which in the service is local system's.
+  bool userEnvironment = false;
+};
+inline constexpr DWORD kNormalPriorityClass = 0x20;        // NORMAL_PRIORITY_CLASS
+inline constexpr DWORD kCreateUnicodeEnvironment = 0x400;  // CREATE_UNICODE_ENVIRONMENT
+
+// The request for `commandLine` in a user's session: the user's own token and environment,
+// desktop "Default", normal priority, no handles inherited.
+inline LaunchRequest SessionLaunchRequest(const std::wstring& commandLine) {
+  LaunchRequest r;
+  r.commandLine = commandLine;
+  r.desktop = L"Default";
+  r.creationFlags = kNormalPriorityClass | kCreateUnicodeEnvironment;
+  r.userEnvironment = true;
+  return r;
+}
+
+// A group of a user's logon token, by the names the system gives it ("CORP" and "Sales",
+// "BUILTIN" and "Administrators"; an empty domain for "Everyone").
+struct TokenGroup {
+  std::wstring domain;
+  std::wstring name;
+  bool operator==(const TokenGroup& o) const { return domain == o.domain && name == o.name; }
+};
+
 // Error codes of this seam that the shared list lacks (Windows' values).
 namespace err {
 inline constexpr ErrorCode kNoToken = 1008;  // ERROR_NO_TOKEN: nobody is logged on to the session
@@ -168,6 +205,19 @@ class Sessions {
   // identity that every process of that logon carries and no other session's does, so objects
   // meant for that session alone grant it their rights.
   virtual BOOL QueryLogonSid(SessionId id, std::wstring& out) = 0;
+
+  // The groups in the logon token of the user of session `id`: every group the logon carries,
+  // nested and universal ones included, known even when no domain controller answers. Leaves
+  // out the logon SID and the integrity label; keeps groups held for deny only, since an
+  // administrator's token under UAC holds Administrators that way and he is one all the same.
+  // A group the system knows no name for (ERROR_NONE_MAPPED) is left out: no list can name it.
+  // Fails when any other group cannot be named, rather than answer an incomplete list. The
+  // base answers "not available".
+  virtual BOOL QueryTokenGroups(SessionId id, std::vector<TokenGroup>& out) {
+    (void)id;
+    (void)out;
+    return Fail(err::kProcNotFound);
+  }
 
   // Session-change messages for the caller's own session, sent to `window` (a window handle).
   virtual BOOL RegisterSessionNotification(void* window) = 0;

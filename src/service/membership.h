@@ -1,11 +1,13 @@
 // Whom the rules apply to: the account name a session's user is known by, and the test of the
-// "Apply to" and "Do not apply to" lists against the account and its global and local groups.
+// "Apply to" and "Do not apply to" lists against the account and its groups.
 #pragma once
 
 #include <string>
 #include <vector>
 
 #include "platform/accounts.h"
+#include "platform/event_log.h"
+#include "platform/sessions.h"
 #include "platform/types.h"
 
 namespace tv {
@@ -19,21 +21,43 @@ std::wstring FormAccountName(const std::wstring& domain, const std::wstring& use
 // Whether `name` equals an entry of `list`, ignoring case.
 bool ListHas(const std::vector<std::wstring>& list, const std::wstring& name);
 
+// Whether `group` is in `list`, as "DOMAIN\Group" or as the bare "Group", ignoring case.
+bool ListHasGroup(const std::vector<std::wstring>& list, const TokenGroup& group);
+
+// Who a session's user is, for the membership test.
+struct MembershipSubject {
+  SessionId session = kNoSession;
+  std::wstring computer;  // this computer's name
+  std::wstring domain;    // as the session reports it
+  std::wstring user;
+  std::wstring account;  // FormAccountName of the three above
+};
+
 struct MembershipVerdict {
   bool monitor = false;
   // The entry explaining the verdict: kMonitoringStarted, kSkippedExcluded,
-  // kSkippedExcludedGroup (with `group`) or kSkippedNotApplied.
+  // kSkippedExcludedGroup (with `group`), kSkippedNotApplied, or kSkippedGroupsUnknown.
   DWORD eventId = 0;
   std::wstring group;
+  // Not 0 when the verdict had to be taken without the user's groups: the error of the
+  // directory look-up that failed. With kSkippedGroupsUnknown it explains the skip; with the
+  // other verdicts it is reported beside them (kDecidedWithoutGroups).
+  ErrorCode groupsUnknown = 0;
 };
 
-// Tests `account` (formed as above from `domain` and `user`) against the lists, in this order:
-// the account in `exclude`; for a domain account its global groups (from a controller of its
-// domain, or this computer when none answers) in `exclude` or `applyTo`; its local groups the
-// same way; then the account in `applyTo`. An empty `applyTo` takes everybody. Group look-ups
-// that fail count as no groups.
-MembershipVerdict CheckMembership(Accounts& accounts, const std::wstring& computer, const std::wstring& domain,
-                                  const std::wstring& user, const std::wstring& account,
+// Tests `who` against the lists: the account in `exclude` skips it; then its groups, read from
+// the logon token of its session (complete, nested groups included, known without a domain
+// controller), or, when the token cannot be read, from the directory (the global groups from a
+// controller of its domain, or this computer when none answers, and the local groups). A group
+// in `exclude` skips it, a group or the account in `applyTo` includes it, and an empty `applyTo`
+// takes everybody. When the groups can be had from neither and a group could decide, a user
+// whom a group of a non-empty `exclude` may cover is not monitored, and otherwise `applyTo` is
+// applied without the groups.
+MembershipVerdict CheckMembership(Sessions& sessions, Accounts& accounts, const MembershipSubject& who,
                                   const std::vector<std::wstring>& applyTo, const std::vector<std::wstring>& exclude);
+
+// Writes the verdict's entries for `account`: kDecidedWithoutGroups first when the verdict was
+// taken without the groups, then the verdict's own entry.
+void LogMembershipVerdict(EventLog& log, const std::wstring& account, const MembershipVerdict& verdict);
 
 }  // namespace tv

@@ -250,12 +250,11 @@ BOOL ServiceCore::StartMonitoring(SessionId session) {
   }
   const std::wstring account = FormAccountName(domain, user, computerName_);
   const MembershipVerdict verdict =
-      CheckMembership(env_.accounts, computerName_, domain, user, account, opts->ApplyTo, opts->Exclude);
-  if (verdict.eventId == evt::kSkippedExcludedGroup) {
-    LogEvent2(env_.eventLog, verdict.eventId, account, verdict.group);
-  } else {
-    LogEvent(env_.eventLog, verdict.eventId, account);
-  }
+      CheckMembership(env_.sessions, env_.accounts, {session, computerName_, domain, user, account}, opts->ApplyTo,
+                      opts->Exclude);
+  // The answer may have been slow in coming (a domain controller far away); a stop meanwhile wins.
+  if (IsQuitting()) return kFalse;
+  LogMembershipVerdict(env_.eventLog, account, verdict);
   // Recorded before the monitor runs: one that fails at once says so itself, afterwards.
   watch_.Set(session, WatchReasonOf(verdict));
   if (!verdict.monitor) return kFalse;

@@ -109,6 +109,10 @@ BOOL ObservingSessions::QueryLogonSid(SessionId id, std::wstring& out) {
   return Ready() ? inner_->QueryLogonSid(id, out) : kFalse;
 }
 
+BOOL ObservingSessions::QueryTokenGroups(SessionId id, std::vector<TokenGroup>& out) {
+  return Ready() ? inner_->QueryTokenGroups(id, out) : kFalse;
+}
+
 BOOL ObservingSessions::RegisterSessionNotification(void* window) {
   return Ready() ? inner_->RegisterSessionNotification(window) : kFalse;
 }

@@ -81,6 +81,7 @@ class ObservingSessions final : public Sessions {
                           DWORD timeoutSeconds, bool wait, DWORD& response) override;
   BOOL StartInSession(SessionId id, const std::wstring& commandLine) override;
   BOOL QueryLogonSid(SessionId id, std::wstring& out) override;
+  BOOL QueryTokenGroups(SessionId id, std::vector<TokenGroup>& out) override;
   BOOL RegisterSessionNotification(void* window) override;
   BOOL UnregisterSessionNotification(void* window) override;
   BOOL RegisterPolicyNotification(void* event) override;

@@ -24,7 +24,8 @@ void TimelineRecorder::ServiceEvent(std::int64_t at, DWORD eventId, const std::v
     case evt::kNotEnabledAtTimeout: ++s.sparedNotEnabled; break;
     case evt::kSkippedExcluded:
     case evt::kSkippedExcludedGroup:
-    case evt::kSkippedNotApplied: ++s.notMonitored; break;
+    case evt::kSkippedNotApplied:
+    case evt::kSkippedGroupsUnknown: ++s.notMonitored; break;
     case evt::kShutdownInitiated: ++s.shutdowns; break;
     case evt::kSuspendInitiated: ++s.suspends; break;
     default: break;

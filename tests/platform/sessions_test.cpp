@@ -7,6 +7,16 @@
 
 #ifdef _WIN32
 #include "platform/win32/windows_include.h"
+
+#include <userenv.h>
+
+#include <cctype>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <sstream>
+
+#include "support/ui_driver.h"
 #endif
 
 namespace tv {
@@ -97,6 +107,36 @@ TEST(SimulatedSessions, StartRetriesUntilAnAttemptSucceedsAndGivesUpAfterEleven)
   EXPECT_EQ(starts[1].attempts, kStartAttempts);
   EXPECT_EQ(starts[2].attempts, 1);
   EXPECT_EQ(s.OpenTokens(), 0);  // every token handed out was closed again
+}
+
+TEST(SimulatedSessions, TokenGroupsFollowTheUserAndStartsRecordWhatARealStartAsksFor) {
+  SimulatedSessions s;
+  s.AddSession(2, L"CORP", L"ann");
+  s.AddSession(4, L"", L"");
+  std::vector<TokenGroup> groups{{L"kept", L"on failure"}};
+  EXPECT_EQ(ErrorOf(s.QueryTokenGroups(2, groups)), err::kNotFound);  // none given: unreadable
+  EXPECT_EQ(groups.size(), 1u);
+  s.SetTokenGroups(L"corp", L"ANN", {{L"CORP", L"Sales"}, {L"BUILTIN", L"Users"}});
+  s.AddSession(3, L"CORP", L"ann");  // her second session carries the same groups
+  for (SessionId id : {2u, 3u}) {
+    ASSERT_TRUE(s.QueryTokenGroups(id, groups));
+    EXPECT_EQ(groups, (std::vector<TokenGroup>{{L"CORP", L"Sales"}, {L"BUILTIN", L"Users"}}));
+  }
+  s.LogOn(2, L"CORP", L"bob");  // another user's logon: his groups are not hers
+  EXPECT_EQ(ErrorOf(s.QueryTokenGroups(2, groups)), err::kNotFound);
+  EXPECT_EQ(ErrorOf(s.QueryTokenGroups(4, groups)), err::kNoToken);
+  s.FailOp(Op::kQueryGroups, err::kAccessDenied, 1, 0, 3);
+  EXPECT_EQ(ErrorOf(s.QueryTokenGroups(3, groups)), err::kAccessDenied);
+  EXPECT_EQ(s.OpenTokens(), 0);
+
+  // The user's own environment, not the starter's (local system's in the service).
+  ASSERT_TRUE(s.StartInSession(3, L"TV64.EXE /monitor"));
+  const LaunchRequest r = s.ProcessStarts().back().request;
+  EXPECT_TRUE(r.userEnvironment);
+  EXPECT_EQ(r.creationFlags, kNormalPriorityClass | kCreateUnicodeEnvironment);
+  EXPECT_EQ(r.commandLine, L"TV64.EXE /monitor");
+  EXPECT_EQ(r.desktop, L"Default");
+  EXPECT_FALSE(r.inheritHandles);
 }
 
 TEST(SimulatedSessions, LogoffFaultsHitOnlyTheChosenSessionAndCall) {
@@ -206,6 +246,71 @@ TEST(Win32Sessions, StartInSessionRetriesElevenTimesThenReportsTheError) {
   EXPECT_TRUE(pauses.empty());
   EXPECT_NE(ErrorOf(s->StartInSession(mine, L"C:\\tv-no-such-dir\\no-such-program.exe")), err::kSuccess);
   EXPECT_EQ(pauses, std::vector<DWORD>(static_cast<size_t>(kStartAttempts - 1), kStartRetryDelayMs));
+}
+
+TEST(Win32Sessions, TokenGroupsAreNamedWithoutTheLogonSidOrTheIntegrityLabel) {
+  auto s = CreateWin32Sessions();
+  ::DWORD mine = 0;
+  ASSERT_TRUE(::ProcessIdToSessionId(::GetCurrentProcessId(), &mine));
+  UserToken token;
+  if (!s->QueryUserToken(mine, token)) GTEST_SKIP() << "only a service may have a session's user token here";
+  std::vector<TokenGroup> groups;
+  ASSERT_TRUE(s->QueryTokenGroups(mine, groups)) << GetLastErrorCode();
+  bool everyone = false;
+  for (const TokenGroup& g : groups) {
+    everyone = everyone || _wcsicmp(g.name.c_str(), L"Everyone") == 0;
+    EXPECT_EQ(g.name.rfind(L"LogonSessionId", 0), std::wstring::npos) << g.name;
+    EXPECT_NE(_wcsicmp(g.domain.c_str(), L"Mandatory Label"), 0) << g.name;
+    EXPECT_FALSE(g.name.empty());
+  }
+  EXPECT_TRUE(everyone);  // in every logon token
+}
+
+TEST(Win32Sessions, AStartedProgramGetsTheUsersEnvironmentNotTheStarters) {
+  auto s = CreateWin32Sessions();
+  ::DWORD mine = 0;
+  ASSERT_TRUE(::ProcessIdToSessionId(::GetCurrentProcessId(), &mine));
+  UserToken token;
+  if (!s->QueryUserToken(mine, token)) GTEST_SKIP() << "only a service may have a session's user token here";
+  wchar_t profile[MAX_PATH] = {};
+  ::DWORD profileChars = MAX_PATH;
+  ASSERT_TRUE(::GetUserProfileDirectoryW(static_cast<HANDLE>(token.get().handle), profile, &profileChars));
+  wchar_t folder[MAX_PATH] = {};
+  ASSERT_NE(::GetTempPathW(MAX_PATH, folder), 0u);
+  const std::wstring file = std::wstring(folder) + L"tv-env-" + std::to_wstring(::GetCurrentProcessId()) + L".txt";
+  // Only this process has the variable: a program handed the starter's environment shows it.
+  ASSERT_TRUE(::SetEnvironmentVariableW(L"TV_STARTER_ONLY", L"1"));
+  std::unique_ptr<SessionProcess> started;
+  ASSERT_TRUE(s->StartTrackedInSession(mine, L"cmd.exe /c set > \"" + file + L"\"", started)) << GetLastErrorCode();
+  ASSERT_TRUE(test::Eventually([&] { return !started->Running(); }, 30000));
+  (void)::SetEnvironmentVariableW(L"TV_STARTER_ONLY", nullptr);
+
+  std::string text;
+  {
+    std::ifstream in(std::filesystem::path(file), std::ios::binary);
+    text.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  }
+  (void)::DeleteFileW(file.c_str());
+  std::map<std::string, std::string> vars;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) {
+    if (!line.empty() && line.back() == '\r') line.pop_back();
+    const auto eq = line.find('=');
+    if (eq != std::string::npos && eq > 0) {
+      std::string name = line.substr(0, eq);
+      for (char& c : name) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+      vars[name] = line.substr(eq + 1);
+    }
+  }
+  ASSERT_FALSE(vars.empty()) << "no output from the started program";
+  EXPECT_EQ(vars.count("TV_STARTER_ONLY"), 0u);
+  const std::wstring wideProfile = profile;
+  EXPECT_EQ(vars["USERPROFILE"], std::string(wideProfile.begin(), wideProfile.end()));
+  wchar_t name[256];
+  ::DWORD nameChars = 256;
+  ASSERT_TRUE(::GetUserNameW(name, &nameChars));
+  const std::wstring wideName = name;
+  EXPECT_EQ(_stricmp(vars["USERNAME"].c_str(), std::string(wideName.begin(), wideName.end()).c_str()), 0);
 }
 #endif
 

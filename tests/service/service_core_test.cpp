@@ -30,7 +30,7 @@ TEST(ServiceMembership, ListsDecideByAccountGlobalAndLocalGroups) {
   w.sessions.AddSession(2, L"CORP", L"bob");   // excluded by a global group
   w.sessions.AddSession(3, L"CORP", L"carl");  // applied by a global group
   w.sessions.AddSession(4, L"", L"dora");      // excluded by a local group
-  w.sessions.AddSession(5, L"EXT", L"erin");   // no controller for EXT; not in ApplyTo
+  w.sessions.AddSession(5, L"EXT", L"erin");   // no controller for EXT: her domain groups are unknown
   w.sessions.AddSession(6, L"PC1", L"fred");   // the computer's own domain: listed bare
   auto s = w.Start();
 
@@ -40,7 +40,7 @@ TEST(ServiceMembership, ListsDecideByAccountGlobalAndLocalGroups) {
     if (e.eventId == evt::kSkippedExcludedGroup) groupSkips.push_back(e.strings);
   }
   EXPECT_EQ(groupSkips, (std::vector<Strings>{{L"CORP\\bob", L"Sales"}, {L"dora", L"Kiosk"}}));
-  EXPECT_EQ(w.StringsOf(evt::kSkippedNotApplied), Strings{L"EXT\\erin"});
+  EXPECT_EQ(w.StringsOf(evt::kSkippedGroupsUnknown), (Strings{L"EXT\\erin", L"2453"}));
   // The domain without a controller was asked of this computer.
   EXPECT_EQ(w.accounts.LastGlobalGroupServer(), L"\\\\PC1");
   EXPECT_EQ(w.Count(evt::kMonitoringStarted), 2u);

@@ -2,12 +2,20 @@
 #include "platform/portable/sessions.h"
 
 #include <algorithm>
+#include <cwctype>
 
 namespace tv {
 
 namespace {
 std::wstring StationName(SessionId id, bool console) {
   return console ? std::wstring(L"Console") : L"RDP-Tcp#" + std::to_wstring(id);
+}
+
+// Windows matches account names without regard to case.
+std::wstring AccountKey(const std::wstring& domain, const std::wstring& user) {
+  std::wstring key = domain + L"\\" + user;
+  for (wchar_t& c : key) c = static_cast<wchar_t>(std::towlower(static_cast<std::wint_t>(c)));
+  return key;
 }
 }  // namespace
 
@@ -348,13 +356,14 @@ BOOL SimulatedSessions::StartLocked(SessionId id, const std::wstring& commandLin
       auto state = std::make_shared<ProcessState>();
       state->session = id;
       processes_.push_back(state);
-      starts_.push_back({id, commandLine, attempt, true, static_cast<int>(processes_.size() - 1)});
+      starts_.push_back(
+          {id, commandLine, attempt, true, static_cast<int>(processes_.size() - 1), SessionLaunchRequest(commandLine)});
       if (process) *process = std::move(state);
       SetLastErrorCode(err::kSuccess);
       return kTrue;
     }
   }
-  starts_.push_back({id, commandLine, kStartAttempts, false});
+  starts_.push_back({id, commandLine, kStartAttempts, false, -1, SessionLaunchRequest(commandLine)});
   return Fail(last);
 }
 
@@ -389,6 +398,24 @@ BOOL SimulatedSessions::QueryLogonSid(SessionId id, std::wstring& out) {
 void SimulatedSessions::SetLogonSid(SessionId id, const std::wstring& sid) {
   std::lock_guard<std::mutex> lock(mutex_);
   logonSids_[id] = sid;
+}
+
+void SimulatedSessions::SetTokenGroups(const std::wstring& domain, const std::wstring& user,
+                                       std::vector<TokenGroup> groups) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  tokenGroups_[AccountKey(domain, user)] = std::move(groups);
+}
+
+BOOL SimulatedSessions::QueryTokenGroups(SessionId id, std::vector<TokenGroup>& out) {
+  UserToken token;
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (!TokenLocked(id, token)) return kFalse;
+  if (ErrorCode e = faults_.Next(static_cast<int>(Op::kQueryGroups), id)) return Fail(e);
+  const Session* s = Find(id);
+  auto known = tokenGroups_.find(AccountKey(s->info.domain, s->info.user));
+  if (known == tokenGroups_.end()) return Fail(err::kNotFound);
+  out = known->second;
+  return kTrue;
 }
 
 BOOL SimulatedSessions::RegisterSessionNotification(void* window) {

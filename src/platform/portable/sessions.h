@@ -32,6 +32,7 @@ class SimulatedSessions final : public Sessions {
     kSendMessage,
     kStartAttempt,  // one attempt of StartInSession; a start fails only when all attempts fail
     kRegisterNotification,
+    kQueryGroups,
   };
 
   struct LoggedOff {
@@ -53,6 +54,7 @@ class SimulatedSessions final : public Sessions {
     int attempts;  // attempts made; the pause between two of them is kStartRetryDelayMs
     bool started;
     int process = -1;  // the simulated process, for EndProcess; -1 when none was made
+    LaunchRequest request;  // what a real start would have asked of the system
   };
   struct Notification {
     SessionChange change;
@@ -81,6 +83,10 @@ class SimulatedSessions final : public Sessions {
   // Session `id`'s logon SID is `sid` from now on, whatever its log-ons (a test that must open
   // the session's objects under Windows' access checks gives one its own token holds).
   void SetLogonSid(SessionId id, const std::wstring& sid);
+  // The groups in the logon token of `domain`\`user`, in every session that user logs on to.
+  // Until a test gives them, QueryTokenGroups fails with err::kNotFound, as when the token
+  // cannot be read.
+  void SetTokenGroups(const std::wstring& domain, const std::wstring& user, std::vector<TokenGroup> groups);
   // Whether simulated process `process` runs.
   bool ProcessRunning(int process) const;
   // Sets the state without any notification.
@@ -137,6 +143,7 @@ class SimulatedSessions final : public Sessions {
                              std::unique_ptr<SessionProcess>& started) override;
   // "S-1-5-5-0-<n>", a number new with every log-on (AddSession with a user, LogOn).
   BOOL QueryLogonSid(SessionId id, std::wstring& out) override;
+  BOOL QueryTokenGroups(SessionId id, std::vector<TokenGroup>& out) override;
   BOOL RegisterSessionNotification(void* window) override;
   BOOL UnregisterSessionNotification(void* window) override;
   BOOL RegisterPolicyNotification(void* event) override;
@@ -187,6 +194,7 @@ class SimulatedSessions final : public Sessions {
   unsigned nextLogon_ = 1000;
   std::vector<std::shared_ptr<ProcessState>> processes_;
   std::map<SessionId, std::wstring> logonSids_;
+  std::map<std::wstring, std::vector<TokenGroup>> tokenGroups_;  // by lower-case "domain\user"
 };
 
 }  // namespace tv

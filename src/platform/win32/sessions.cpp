@@ -5,6 +5,7 @@
 #include <wtsapi32.h>
 #include <userenv.h>
 
+#include <algorithm>
 #include <vector>
 
 #include "platform/sessions.h"
@@ -36,6 +37,45 @@ struct SessionInfoExHead {
 };
 
 void CloseKernelToken(void* handle, void*) { ::CloseHandle(static_cast<HANDLE>(handle)); }
+
+// The environment block CreateEnvironmentBlock builds for a user.
+struct EnvironmentBlockTraits {
+  using Handle = void*;
+  static Handle Invalid() { return nullptr; }
+  static bool IsValid(Handle h) { return h != nullptr; }
+  static void Close(Handle h) { ::DestroyEnvironmentBlock(h); }
+};
+using UniqueEnvironmentBlock = UniqueHandle<EnvironmentBlockTraits>;
+
+// The TOKEN_GROUPS of `token`, in `buffer`.
+BOOL ReadTokenGroups(HANDLE token, std::vector<unsigned char>& buffer) {
+  ::DWORD size = 0;
+  (void)::GetTokenInformation(token, TokenGroups, nullptr, 0, &size);
+  if (size == 0) return Fail(LastErrorOr(err::kGenFailure));
+  buffer.assign(size, 0);
+  if (!::GetTokenInformation(token, TokenGroups, buffer.data(), size, &size)) return Fail(LastErrorOr(err::kGenFailure));
+  return kTrue;
+}
+
+// The name and authority the system gives `sid`, asking a domain controller when its own cache
+// does not know a domain group.
+BOOL NameOfSid(PSID sid, TokenGroup& out) {
+  std::vector<wchar_t> name(256), domain(256);
+  for (int round = 0; round < 2; ++round) {
+    ::DWORD nameChars = static_cast<::DWORD>(name.size());
+    ::DWORD domainChars = static_cast<::DWORD>(domain.size());
+    SID_NAME_USE use{};
+    if (::LookupAccountSidW(nullptr, sid, name.data(), &nameChars, domain.data(), &domainChars, &use)) {
+      out.name = name.data();
+      out.domain = domain.data();
+      return kTrue;
+    }
+    if (::GetLastError() != ERROR_INSUFFICIENT_BUFFER) break;
+    name.resize(std::max<size_t>(nameChars, name.size()) + 1);
+    domain.resize(std::max<size_t>(domainChars, domain.size()) + 1);
+  }
+  return Fail(LastErrorOr(err::kNoneMapped));
+}
 
 // A started process, held by its handle: the handle, not the process id, because an id is
 // reused by another process soon after this one ends.
@@ -189,12 +229,8 @@ class Win32Sessions final : public Sessions {
   BOOL QueryLogonSid(SessionId id, std::wstring& out) override {
     UserToken user;
     if (!QueryUserToken(id, user)) return kFalse;
-    HANDLE token = static_cast<HANDLE>(user.get().handle);
-    ::DWORD size = 0;
-    (void)::GetTokenInformation(token, TokenGroups, nullptr, 0, &size);
-    if (size == 0) return Fail(LastErrorOr(err::kGenFailure));
-    std::vector<unsigned char> buffer(size);
-    if (!::GetTokenInformation(token, TokenGroups, buffer.data(), size, &size)) return Fail(LastErrorOr(err::kGenFailure));
+    std::vector<unsigned char> buffer;
+    if (!ReadTokenGroups(static_cast<HANDLE>(user.get().handle), buffer)) return kFalse;
     const auto* groups = reinterpret_cast<const TOKEN_GROUPS*>(buffer.data());
     for (::DWORD i = 0; i < groups->GroupCount; ++i) {
       if ((groups->Groups[i].Attributes & SE_GROUP_LOGON_ID) != SE_GROUP_LOGON_ID) continue;
@@ -205,6 +241,30 @@ class Win32Sessions final : public Sessions {
       return kTrue;
     }
     return Fail(err::kNoToken);
+  }
+
+  BOOL QueryTokenGroups(SessionId id, std::vector<TokenGroup>& out) override {
+    UserToken user;
+    if (!QueryUserToken(id, user)) return kFalse;
+    std::vector<unsigned char> buffer;
+    if (!ReadTokenGroups(static_cast<HANDLE>(user.get().handle), buffer)) return kFalse;
+    const auto* groups = reinterpret_cast<const TOKEN_GROUPS*>(buffer.data());
+    std::vector<TokenGroup> list;
+    for (::DWORD i = 0; i < groups->GroupCount; ++i) {
+      const ::DWORD attributes = groups->Groups[i].Attributes;
+      // The logon SID is this logon's alone and the label is an integrity level: neither is a
+      // group anybody could list.
+      if ((attributes & SE_GROUP_LOGON_ID) == SE_GROUP_LOGON_ID || (attributes & SE_GROUP_INTEGRITY) != 0) continue;
+      TokenGroup group;
+      if (!NameOfSid(groups->Groups[i].Sid, group)) {
+        if (GetLastErrorCode() == err::kNoneMapped) continue;
+        return kFalse;
+      }
+      list.push_back(std::move(group));
+    }
+    out.swap(list);
+    SetLastErrorCode(err::kSuccess);
+    return kTrue;
   }
 
   BOOL RegisterSessionNotification(void* window) override {
@@ -235,20 +295,35 @@ class Win32Sessions final : public Sessions {
   BOOL Start(SessionId id, const std::wstring& commandLine, HANDLE* process) {
     UserToken user;
     if (!QueryUserToken(id, user)) return kFalse;
+    const LaunchRequest request = SessionLaunchRequest(commandLine);
     UniqueKernelHandle launch;
-    if (!LaunchToken(static_cast<HANDLE>(user.get().handle), launch)) return kFalse;
+    if (!LaunchToken(static_cast<HANDLE>(user.get().handle), request.preferLinkedToken, launch)) return kFalse;
 
     ErrorCode lastError = err::kGenFailure;
     for (int attempt = 1; attempt <= kStartAttempts; ++attempt) {
       if (attempt > 1) pause_(kStartRetryDelayMs);
-      std::wstring line = commandLine;  // CreateProcess may write into its command line
+      // A null block would hand the program the service's own environment: local system's
+      // profile folders and the computer account's name, in the user's session. The block is
+      // built afresh each attempt, since right after log-on the user's profile may still be
+      // loading. It is made without the starter's variables for the same reason.
+      UniqueEnvironmentBlock environment;
+      if (request.userEnvironment) {
+        void* block = nullptr;
+        if (!::CreateEnvironmentBlock(&block, launch.get(), FALSE)) {
+          lastError = LastErrorOr(err::kGenFailure);
+          continue;
+        }
+        environment.reset(block);
+      }
+      std::wstring line = request.commandLine;  // CreateProcess may write into its command line
+      std::wstring desktop = request.desktop;
       STARTUPINFOW si{};
       si.cb = sizeof(si);
-      wchar_t desktop[] = L"Default";
-      si.lpDesktop = desktop;
+      si.lpDesktop = desktop.data();
       PROCESS_INFORMATION pi{};
-      if (::CreateProcessAsUserW(launch.get(), nullptr, line.data(), nullptr, nullptr, FALSE, NORMAL_PRIORITY_CLASS,
-                                 nullptr, nullptr, &si, &pi)) {
+      if (::CreateProcessAsUserW(launch.get(), nullptr, line.data(), nullptr, nullptr,
+                                 request.inheritHandles ? TRUE : FALSE, request.creationFlags, environment.get(),
+                                 nullptr, &si, &pi)) {
         ::CloseHandle(pi.hThread);
         if (process) {
           *process = pi.hProcess;
@@ -292,10 +367,11 @@ class Win32Sessions final : public Sessions {
   // The token a process in the user's session is started with: the elevated linked token when
   // the user has one, so the agent sees every window of the session; else a primary copy,
   // since the token the terminal services hand out may not be usable for a new process as is.
-  static BOOL LaunchToken(HANDLE user, UniqueKernelHandle& out) {
+  static BOOL LaunchToken(HANDLE user, bool preferLinked, UniqueKernelHandle& out) {
     TOKEN_LINKED_TOKEN linked{};
     ::DWORD size = 0;
-    if (::GetTokenInformation(user, TokenLinkedToken, &linked, sizeof(linked), &size) && linked.LinkedToken) {
+    if (preferLinked && ::GetTokenInformation(user, TokenLinkedToken, &linked, sizeof(linked), &size) &&
+        linked.LinkedToken) {
       out.reset(linked.LinkedToken);
       return kTrue;
     }
