@@ -10,12 +10,6 @@
 
 #include <userenv.h>
 
-#include <cctype>
-#include <filesystem>
-#include <fstream>
-#include <map>
-#include <sstream>
-
 #include "support/ui_driver.h"
 #endif
 
@@ -272,45 +266,20 @@ TEST(Win32Sessions, AStartedProgramGetsTheUsersEnvironmentNotTheStarters) {
   ASSERT_TRUE(::ProcessIdToSessionId(::GetCurrentProcessId(), &mine));
   UserToken token;
   if (!s->QueryUserToken(mine, token)) GTEST_SKIP() << "only a service may have a session's user token here";
-  wchar_t profile[MAX_PATH] = {};
-  ::DWORD profileChars = MAX_PATH;
+  wchar_t profile[MAX_PATH] = {}, name[256] = {};
+  ::DWORD profileChars = MAX_PATH, nameChars = 256;
   ASSERT_TRUE(::GetUserProfileDirectoryW(static_cast<HANDLE>(token.get().handle), profile, &profileChars));
-  wchar_t folder[MAX_PATH] = {};
-  ASSERT_NE(::GetTempPathW(MAX_PATH, folder), 0u);
-  const std::wstring file = std::wstring(folder) + L"tv-env-" + std::to_wstring(::GetCurrentProcessId()) + L".txt";
-  // Only this process has the variable: a program handed the starter's environment shows it.
-  ASSERT_TRUE(::SetEnvironmentVariableW(L"TV_STARTER_ONLY", L"1"));
-  std::unique_ptr<SessionProcess> started;
-  ASSERT_TRUE(s->StartTrackedInSession(mine, L"cmd.exe /c set > \"" + file + L"\"", started)) << GetLastErrorCode();
-  ASSERT_TRUE(test::Eventually([&] { return !started->Running(); }, 30000));
-  (void)::SetEnvironmentVariableW(L"TV_STARTER_ONLY", nullptr);
-
-  std::string text;
-  {
-    std::ifstream in(std::filesystem::path(file), std::ios::binary);
-    text.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-  }
-  (void)::DeleteFileW(file.c_str());
-  std::map<std::string, std::string> vars;
-  std::istringstream lines(text);
-  for (std::string line; std::getline(lines, line);) {
-    if (!line.empty() && line.back() == '\r') line.pop_back();
-    const auto eq = line.find('=');
-    if (eq != std::string::npos && eq > 0) {
-      std::string name = line.substr(0, eq);
-      for (char& c : name) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-      vars[name] = line.substr(eq + 1);
-    }
-  }
-  ASSERT_FALSE(vars.empty()) << "no output from the started program";
-  EXPECT_EQ(vars.count("TV_STARTER_ONLY"), 0u);
-  const std::wstring wideProfile = profile;
-  EXPECT_EQ(vars["USERPROFILE"], std::string(wideProfile.begin(), wideProfile.end()));
-  wchar_t name[256];
-  ::DWORD nameChars = 256;
   ASSERT_TRUE(::GetUserNameW(name, &nameChars));
-  const std::wstring wideName = name;
-  EXPECT_EQ(_stricmp(vars["USERNAME"].c_str(), std::string(wideName.begin(), wideName.end()).c_str()), 0);
+  // Only this process has the variable: a program handed the starter's environment sees it.
+  ASSERT_TRUE(::SetEnvironmentVariableW(L"TV_STARTER_ONLY", L"1"));
+  const std::wstring check = L"cmd.exe /c if defined TV_STARTER_ONLY (exit 1) else if /i not \"%USERPROFILE%\"==\"" +
+                             std::wstring(profile) + L"\" (exit 2) else if /i not \"%USERNAME%\"==\"" + name +
+                             L"\" (exit 3) else exit 0";
+  std::unique_ptr<SessionProcess> started;
+  ASSERT_TRUE(s->StartTrackedInSession(mine, check, started)) << GetLastErrorCode();
+  (void)::SetEnvironmentVariableW(L"TV_STARTER_ONLY", nullptr);
+  ASSERT_TRUE(test::Eventually([&] { return !started->Running(); }, 30000));
+  EXPECT_EQ(started->ExitCode(), 0u) << "1: the starter's variables, 2: another profile, 3: another user name";
 }
 #endif
 
