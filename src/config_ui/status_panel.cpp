@@ -7,6 +7,8 @@
 #include "foundation/string_table.h"
 #include "platform/last_error.h"
 #include "platform/service_manager.h"
+#include "settings/my_opts.h"
+#include "settings/watch_reasons.h"
 
 namespace tv {
 namespace {
@@ -26,7 +28,40 @@ std::wstring IdleText(int seconds) {
   return Format(L"No activity for %d seconds.", seconds);
 }
 
+// Line 2 for a session without a monitor window, from what the service recorded about it.
+const wchar_t* UnwatchedText(DWORD reason) {
+  if (reason == 0) return L"Tarnvale has not examined this session yet.";
+  switch (static_cast<WatchReason>(reason)) {
+    case WatchReason::kWatched:
+      return L"Tarnvale watches this session, but its monitor process is not running at the moment.";
+    case WatchReason::kNotEnabled:
+      return L"Not monitoring the current user: Tarnvale was not enabled when the user logged on.";
+    case WatchReason::kExcludedAccount:
+      return L"Not monitoring the current user: the account is in the <b>Do not apply to</b> list.";
+    case WatchReason::kExcludedGroup:
+      return L"Not monitoring the current user: a group of the account is in the <b>Do not apply to</b> list.";
+    case WatchReason::kNotApplied:
+      return L"Not monitoring the current user: the <b>Apply to</b> list names neither the account nor one of its "
+             L"groups.";
+    case WatchReason::kGroupsUnknown:
+      return L"Not monitoring the current user: the account's groups could not be read, and a group in the <b>Do "
+             L"not apply to</b> list may include it.";
+    case WatchReason::kAgentNotStarted:
+      return L"Not monitoring the current user: the session's monitor process could not be started (see the event "
+             L"log).";
+    case WatchReason::kAgentKeptEnding:
+      return L"Not monitoring the current user: the session's monitor process kept ending (see the event log).";
+  }
+  // A reason a newer service knows and this utility does not.
+  return L"Not monitoring the current user.";
+}
+
 }  // namespace
+
+bool ScheduleHoldsOff(const MyOpts& opts, const SystemTime& local) {
+  // An unreadable schedule counts as on, as the service takes it.
+  return opts.UseSchedule && *opts.GetSchedule() && !opts.GetScheduleObj().IsScheduleOn(local);
+}
 
 const wchar_t* ActivityText(int kind) {
   switch (kind) {
@@ -79,8 +114,8 @@ StatusActions StatusPanel::Refresh(const StatusSnapshot& snapshot) {
   std::wstring lastLogoff = snapshot.lastLogoff.substr(0, kLastLogoffChars - 1);
   if (noticeLeft_ > 0) {
     --noticeLeft_;
-    line1_ = L"Attention: any active user must log off and then log back on in order for the new settings to "
-             L"apply to that user.";
+    // The service passes a reload on to every watched session and its agent at once.
+    line1_ = L"The new settings apply at once, also in the sessions that are already open.";
   } else if (!lastLogoff.empty() && ++lastLogoffShown_ < kLastLogoffRefreshes) {
     line1_ = L"Logged off the user '" + lastLogoff + L"'.";
   } else {
@@ -89,7 +124,10 @@ StatusActions StatusPanel::Refresh(const StatusSnapshot& snapshot) {
       actions.deleteLastLogoff = true;
       lastLogoffShown_ = 0;
     }
-    line1_ = Format(L"Monitoring %d user session(s) on this computer. ", static_cast<int>(snapshot.sessionsMonitoring));
+    // Under a policy every control is greyed out: the line says where the settings come from.
+    line1_ = Format(snapshot.policyManaged ? L"Monitoring %d user session(s) on this computer, as a group policy sets. "
+                                           : L"Monitoring %d user session(s) on this computer. ",
+                    static_cast<int>(snapshot.sessionsMonitoring));
     if (snapshot.monitorCpuTicked) line1_ += Format(L"CPU load: %d%%", snapshot.cpuLoad);
   }
   RefreshIdleLine(snapshot);
@@ -103,7 +141,7 @@ void StatusPanel::RefreshIdleLine(const StatusSnapshot& snapshot) {
     return;
   }
   if (!snapshot.monitorWindowExists) {
-    line2_ = L"Not monitoring the current user because it's excluded in the settings.";
+    line2_ = UnwatchedText(snapshot.watchReason);
     return;
   }
   // Unsigned difference: the tick count wraps after 49.7 days and the dialog may be open then.
@@ -112,6 +150,7 @@ void StatusPanel::RefreshIdleLine(const StatusSnapshot& snapshot) {
   // The line moves in steps, not every second, so the panel does not flicker.
   if (seconds < nextThreshold_) return;
   line2_ = IdleText(seconds);
+  if (snapshot.scheduleHoldsOff) line2_ += L" Outside the schedule: nobody is logged off now.";
   // The next step above `seconds`, however many refreshes were missed.
   nextThreshold_ += ((seconds - nextThreshold_) / kIdleLineStepSeconds + 1) * kIdleLineStepSeconds;
 }

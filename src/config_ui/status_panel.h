@@ -1,15 +1,18 @@
 // The main dialog's status panel: two lines of mark-up text that tell the administrator whether
 // the service runs, whether monitoring is enabled, what just happened (a save, a log-off) and
-// how long the current user has been idle. It is refreshed once a second; each refresh is handed
+// how long the current user has been idle, or why the service leaves this session alone. It is refreshed once a second; each refresh is handed
 // the tick count and a snapshot of the service's state, so the panel is tested on virtual time.
 #pragma once
 
 #include <cstddef>
 #include <string>
 
+#include "platform/system_time.h"
 #include "platform/types.h"
 
 namespace tv {
+
+class MyOpts;
 
 // Characters the registry value "LastLogoff" can hold (512 bytes with the terminator).
 inline constexpr std::size_t kLastLogoffChars = 256;
@@ -20,6 +23,10 @@ inline constexpr int kIdleLineStepSeconds = 5;
 
 // What activity report `kind` (1 mouse, 2 keyboard, 3 CPU, 4 session change) says, or null.
 const wchar_t* ActivityText(int kind);
+
+// Whether the schedule of `opts` keeps the log-off out of force at local time `local`: only a
+// schedule in use that reads and is inactive then, as the service decides.
+bool ScheduleHoldsOff(const MyOpts& opts, const SystemTime& local);
 
 // What one refresh looks at.
 struct StatusSnapshot {
@@ -34,6 +41,9 @@ struct StatusSnapshot {
   bool monitorCpuTicked = false;
   int cpuLoad = 0;             // the processor load now, in percent
   bool monitorWindowExists = false;  // a monitor window runs in this session
+  // The service's record for this session (a WatchReason), 0 when it has none.
+  DWORD watchReason = 0;
+  bool scheduleHoldsOff = false;  // the saved schedule keeps the log-off out of force now
 };
 
 // What a refresh asks the dialog to do besides showing the lines.
@@ -62,7 +72,8 @@ class StatusPanel {
   const std::wstring& Line2() const { return line2_; }
 
  private:
-  // Line 2 while monitoring runs: the pending activity, the idle time or the excluded user.
+  // Line 2 while monitoring runs: the pending activity, the idle time or why the session is not
+  // watched.
   void RefreshIdleLine(const StatusSnapshot& snapshot);
 
   std::wstring line1_;

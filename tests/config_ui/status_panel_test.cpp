@@ -7,7 +7,9 @@
 
 #include "config_ui/main_dialog_ids.h"
 #include "foundation/string_table.h"
+#include "platform/registry.h"
 #include "platform/service_manager.h"
+#include "settings/my_opts.h"
 
 namespace tv {
 namespace {
@@ -69,7 +71,8 @@ TEST(StatusPanel, NoticeThenLastLogoffThenSessionCount) {
   panel.NoteSaved(15);
   for (int i = 0; i < 15; ++i) {
     EXPECT_FALSE(panel.Refresh(s).deleteLastLogoff);
-    EXPECT_EQ(panel.Line1().rfind(L"Attention: any active user must log off", 0), 0u) << i;
+    // Control 128 reaches the open sessions: nobody has to log on again.
+    EXPECT_EQ(panel.Line1(), L"The new settings apply at once, also in the sessions that are already open.") << i;
   }
   // Nine refreshes of the log-off, the tenth deletes it and counts sessions again.
   for (int i = 0; i < 9; ++i) {
@@ -88,6 +91,10 @@ TEST(StatusPanel, NoticeThenLastLogoffThenSessionCount) {
   s.sessionsMonitoring = 0;
   EXPECT_FALSE(panel.Refresh(s).deleteLastLogoff);
   EXPECT_EQ(panel.Line1(), L"Monitoring 0 user session(s) on this computer. ");
+  // A policy greys every control out; the line says why, and still how many sessions are watched.
+  s.policyManaged = true;
+  panel.Refresh(s);
+  EXPECT_EQ(panel.Line1(), L"Monitoring 0 user session(s) on this computer, as a group policy sets. ");
 
   // A value longer than the registry buffer is shown cut.
   s.lastLogoff = std::wstring(300, L'x');
@@ -116,6 +123,28 @@ TEST(StatusPanel, IdleLineMovesInFiveSecondStepsAndRestartsAfterActivity) {
   EXPECT_EQ(changes, expected);
 }
 
+TEST(StatusPanel, ScheduleHoldsOffOnlyWhenInUseReadableAndInactive) {
+  MemKeyStore none;
+  MyOpts o(none);
+  o.SetSchedule(L"Mon 8:00-18:00");
+  SystemTime monday;
+  monday.year = 2024;
+  monday.month = 1;
+  monday.day = 1;
+  monday.dayOfWeek = 1;
+  monday.hour = 20;
+  EXPECT_FALSE(ScheduleHoldsOff(o, monday)) << "a schedule not in use holds nothing off";
+  o.UseSchedule = 1;
+  EXPECT_TRUE(ScheduleHoldsOff(o, monday));
+  monday.hour = 9;
+  EXPECT_FALSE(ScheduleHoldsOff(o, monday));
+  for (const wchar_t* always : {L"", L"*", L"Mon 8:00-nonsense"}) {
+    o.SetSchedule(always);
+    monday.hour = 20;
+    EXPECT_FALSE(ScheduleHoldsOff(o, monday)) << testing::PrintToString(std::wstring(always));
+  }
+}
+
 TEST(StatusPanel, IdleLineAfterLongGapsAndWithoutAMonitorWindow) {
   StatusPanel panel(1000);
   StatusSnapshot s = Running(1000 + 3 * 3600 * 1000u + 62 * 1000u);
@@ -135,9 +164,35 @@ TEST(StatusPanel, IdleLineAfterLongGapsAndWithoutAMonitorWindow) {
   panel.Refresh(s);
   EXPECT_EQ(panel.Line2(), L"No activity for 1 minutes and 1 seconds.");
 
-  s.monitorWindowExists = false;
+  // Outside the schedule the idle line says that the time-out does nothing now.
+  s.scheduleHoldsOff = true;
+  s.now += 4000;
   panel.Refresh(s);
-  EXPECT_EQ(panel.Line2(), L"Not monitoring the current user because it's excluded in the settings.");
+  EXPECT_EQ(panel.Line2(), L"No activity for 1 minutes and 5 seconds. Outside the schedule: nobody is logged off now.");
+
+  // Without a monitor window, the reason the service recorded for the session.
+  s.monitorWindowExists = false;
+  const struct {
+    DWORD reason;
+    const wchar_t* line;
+  } reasons[] = {
+      {0, L"Tarnvale has not examined this session yet."},
+      {1, L"Tarnvale watches this session, but its monitor process is not running at the moment."},
+      {2, L"Not monitoring the current user: Tarnvale was not enabled when the user logged on."},
+      {3, L"Not monitoring the current user: the account is in the <b>Do not apply to</b> list."},
+      {4, L"Not monitoring the current user: a group of the account is in the <b>Do not apply to</b> list."},
+      {5, L"Not monitoring the current user: the <b>Apply to</b> list names neither the account nor one of its groups."},
+      {6, L"Not monitoring the current user: the account's groups could not be read, and a group in the <b>Do not "
+          L"apply to</b> list may include it."},
+      {7, L"Not monitoring the current user: the session's monitor process could not be started (see the event log)."},
+      {8, L"Not monitoring the current user: the session's monitor process kept ending (see the event log)."},
+      {99, L"Not monitoring the current user."},
+  };
+  for (const auto& r : reasons) {
+    s.watchReason = r.reason;
+    panel.Refresh(s);
+    EXPECT_EQ(panel.Line2(), r.line) << r.reason;
+  }
 
   // A report that arrives while the service is down waits for a monitoring line.
   panel.OnActivityReport(3, s.now);

@@ -5,6 +5,7 @@
 #include "config_ui/main_dialog_ids.h"
 #include "settings/options.h"
 #include "settings/reg_key.h"
+#include "settings/watch_reasons.h"
 
 namespace tv {
 
@@ -31,6 +32,18 @@ void DlgMain::RefreshStatus() {
     (void)product.GetStr(L"LastLogoff", &snapshot.lastLogoff);
     snapshot.sessionsMonitoring = product.GetInt(L"SessionsMonitoring", 0);
   }
+  // Why the service watches this very session or not, as it recorded it.
+  ::DWORD session = 0;
+  if (::ProcessIdToSessionId(::GetCurrentProcessId(), &session)) {
+    RegKey reasons(kWatchReasonsKey, false);
+    if (reasons.IsOpen()) snapshot.watchReason = reasons.GetInt(WatchReasonValueName(session).c_str(), 0);
+  }
+  // The saved schedule is the one the service follows, not what is being edited.
+  SYSTEMTIME local{};
+  ::GetLocalTime(&local);
+  snapshot.scheduleHoldsOff =
+      ScheduleHoldsOff(loaded_, SystemTime{local.wYear, local.wMonth, local.wDayOfWeek, local.wDay, local.wHour,
+                                           local.wMinute, local.wSecond, local.wMilliseconds});
   // The load is only shown with the CPU box ticked, and each reading measures from the one
   // before, so it is not read otherwise.
   if (snapshot.monitorCpuTicked && cpu_) snapshot.cpuLoad = static_cast<int>(cpu_->GetCpuUsage());
