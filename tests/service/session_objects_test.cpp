@@ -247,6 +247,9 @@ TEST_F(SessionObjectsTest, ASessionsMonitorEndsWithItAndTheNextLogonIsExaminedAf
   // ...and the next, watched one gets its own account, idle clock, names and agent.
   w.sessions.EndSession(1);
   s->Step();
+  // His groups come from his logon token: with no domain controller in this world, a user whose
+  // groups could not be read at all might be in an excluding group and would not be watched.
+  w.sessions.SetTokenGroups(L"CORP", L"frank", {{L"CORP", L"Domain Users"}});
   w.sessions.AddSession(1, L"CORP", L"frank");
   s->Step();
   ASSERT_TRUE(s->IsMonitoring(1));
