@@ -97,6 +97,15 @@ DWORD ServiceControlLoop::Call(DWORD code, DWORD eventType, void* eventData) {
   return result;
 }
 
+void ServiceControlLoop::ReportProgress() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  // A pending state is reported with a checkpoint that rises each time, so the service manager
+  // sees progress rather than a start that hangs.
+  ++status_.checkPoint;
+  status_.waitHint = kPendingWaitHintMs;
+  Report();
+}
+
 void ServiceControlLoop::CompleteTransition() {
   {
     std::lock_guard<std::mutex> lock(mutex_);
@@ -112,16 +121,23 @@ void ServiceControlLoop::CompleteTransition() {
 void ServiceControlLoop::Run() {
   // Tell the service manager at once that the process is alive: initialising and the start
   // sequence may take seconds, and some service managers give up on a silent start.
-  {
-    std::lock_guard<std::mutex> lock(mutex_);
-    Report();
-  }
+  ReportProgress();
   (void)Call(svc::kControlInitialise, 0, nullptr);
+  // The controls the service accepts (session changes among them) are told at once, with the
+  // next checkpoint: a log-on during a long start is then passed on rather than lost.
+  ReportProgress();
   DWORD code = svc::kControlRun;
+  bool announced = false;
   for (;;) {
     (void)Call(code, 0, nullptr);
     CompleteTransition();
     if (Status().currentState == svc::kStopped) return;
+    if (!announced && Status().currentState == svc::kRunning) {
+      // Running, the service manager passes session changes on from here; the service looks
+      // once more for sessions that became active before that.
+      announced = true;
+      (void)Call(svc::kControlStarted, 0, nullptr);
+    }
     if (!queue_.Wait(code)) {
       std::lock_guard<std::mutex> lock(mutex_);
       status_.currentState = svc::kStopped;

@@ -92,6 +92,8 @@ class ServiceControlLoop {
   // Calls the callback with a copy of the status and keeps the changes it made.
   DWORD Call(DWORD code, DWORD eventType, void* eventData);
   void CompleteTransition();
+  // Reports the pending start with the next checkpoint.
+  void ReportProgress();
   void Report();  // with mutex_ held
 
   ServiceCallback callback_;

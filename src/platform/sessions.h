@@ -99,11 +99,14 @@ inline constexpr DWORD kNormalPriorityClass = 0x20;        // NORMAL_PRIORITY_CL
 inline constexpr DWORD kCreateUnicodeEnvironment = 0x400;  // CREATE_UNICODE_ENVIRONMENT
 
 // The request for `commandLine` in a user's session: the user's own token and environment,
-// desktop "Default", normal priority, no handles inherited.
+// the interactive window station's desktop "winsta0\\default", normal priority, no handles
+// inherited. The window station is named: a desktop name alone is looked for in the starter's
+// window station, which for a service is a non-interactive one of session 0 that the user's
+// session does not have.
 inline LaunchRequest SessionLaunchRequest(const std::wstring& commandLine) {
   LaunchRequest r;
   r.commandLine = commandLine;
-  r.desktop = L"Default";
+  r.desktop = L"winsta0\\default";
   r.creationFlags = kNormalPriorityClass | kCreateUnicodeEnvironment;
   r.userEnvironment = true;
   return r;
@@ -190,7 +193,7 @@ class Sessions {
                                   DWORD style, DWORD timeoutSeconds, bool wait, DWORD& response) = 0;
 
   // Starts `commandLine` in session `id` as the session's user: the user's elevated linked token
-  // when there is one, else a primary copy of the user token; desktop "Default", normal priority,
+  // when there is one, else a primary copy of the user token; desktop "winsta0\\default", normal priority,
   // no handles inherited. Tries kStartAttempts times, kStartRetryDelayMs apart; answers 0 at once
   // when the user token cannot be had. The new process's handles are closed, not returned.
   virtual BOOL StartInSession(SessionId id, const std::wstring& commandLine) = 0;

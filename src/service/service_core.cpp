@@ -60,11 +60,17 @@ DWORD ServiceCore::HandleEvent(DWORD code, DWORD eventType, void* eventData, Ser
     switch (code) {
       case svc::kControlInitialise: Initialise(status); break;
       case svc::kControlRun: StartSequence(); break;
+      case svc::kControlStarted: Submit([this] { CatchUpSessions(); }); break;
       case svc::kControlStop: StopSequence(); break;
+      // What follows arrives on the service manager's handler thread, which must return at once:
+      // the work goes to the service's own worker, in the order it came.
       case svc::kControlSessionChange:
-        if (eventData) HandleSessionChange(eventType, static_cast<const SessionNotification*>(eventData)->sessionId);
+        if (eventData) {
+          const SessionId session = static_cast<const SessionNotification*>(eventData)->sessionId;
+          Submit([this, eventType, session] { HandleSessionChange(eventType, session); });
+        }
         break;
-      case svc::kControlSettingsChanged: RefreshSessions(true); break;
+      case svc::kControlSettingsChanged: Submit([this] { RefreshSessions(true); }); break;
       case svc::kControlQuitWork:
         // Monitoring stops for every session until the service is started again: whoever sent
         // it, an administrator reading the log must be able to tell why.
@@ -94,14 +100,28 @@ void ServiceCore::StartSequence() {
   // What an earlier run recorded may be about sessions long gone: each is examined again.
   watch_.Clear();
   (void)LaunchBackground();
-  RefreshSessions(true);
-  // A computer that starts with nobody logged on gets its power action after the time-out too.
-  if (!AnySessionActive(true)) background_.BeginDelayedShutdown();
+  // Settings, group look-ups and the sessions' threads are the worker's: the start itself stays
+  // short, so the service is soon running and hearing session changes.
+  Submit([this] {
+    RefreshSessions(true);
+    // A computer that starts with nobody logged on gets its power action after the time-out too.
+    if (!AnySessionActive(true)) background_.BeginDelayedShutdown();
+  });
+}
+
+void ServiceCore::CatchUpSessions() {
+  if (IsQuitting()) return;
+  const auto opts = CurrentSettings();
+  if (!opts->Enable) return;
+  if (!MonitorActiveSessions()) background_.RefreshDelayed(kRescanSeconds);
+  WriteSessionStatistics();
 }
 
 void ServiceCore::StopSequence() {
   LogEvent(env_.eventLog, evt::kStopInitiated);
   RaiseQuit();
+  // A log-on waiting for a slow domain controller must not hold the stop.
+  AbandonWork();
   DrainThreads();
   watch_.Clear();
   LogEvent(env_.eventLog, evt::kServiceStopped);
@@ -209,23 +229,28 @@ void ServiceCore::RefreshSessions(bool reload) {
     LogEvent(env_.eventLog, evt::kNotEnabledAtStart);
   } else {
     if (!fresh->KeepLastActiveUser) lastActive_.store(kNoSession);
-    activeSessions_.store(0);
-    std::vector<SessionEntry> list;
-    if (env_.sessions.EnumerateSessions(list)) {
-      for (const SessionEntry& e : list) {
-        if (e.state != SessionState::kActive) continue;
-        activeSessions_.fetch_add(1);
-        (void)StartMonitoring(e.id);
-      }
-    } else {
-      background_.RefreshDelayed(kRescanSeconds);
-    }
+    if (!MonitorActiveSessions()) background_.RefreshDelayed(kRescanSeconds);
   }
   WriteSessionStatistics();
 }
 
+bool ServiceCore::MonitorActiveSessions() {
+  std::vector<SessionEntry> list;
+  if (!env_.sessions.EnumerateSessions(list)) return false;
+  int active = 0;
+  for (const SessionEntry& e : list) {
+    if (e.state != SessionState::kActive) continue;
+    ++active;
+    (void)StartMonitoring(e.id);
+  }
+  activeSessions_.store(active);
+  return true;
+}
+
 BOOL ServiceCore::StartMonitoring(SessionId session) {
   std::lock_guard<std::mutex> hold(startMutex_);
+  // Work that was under way when the stop came starts nothing new.
+  if (IsQuitting()) return kFalse;
   const auto opts = CurrentSettings();
   if (!opts->Enable) {
     LogEvent(env_.eventLog, evt::kNotEnabledAtLogon);

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -47,6 +48,9 @@ class ServiceCore : public MonitorContext {
   // Reloads the settings (with `reload`; without it only when they changed: a policy refresh)
   // and, when enabled, starts a monitor for every active session.
   void RefreshSessions(bool reload);
+  // Once the service runs: a second look at the sessions, for those that became active during
+  // the start, before the service manager passed session changes on.
+  void CatchUpSessions();
   // The membership test for `session` and, when it passes, a new monitor. TRUE when the session
   // is watched afterwards.
   BOOL StartMonitoring(SessionId session);
@@ -84,12 +88,20 @@ class ServiceCore : public MonitorContext {
   // Whether any session is in the active state by a fresh enumeration; `unknown` answers a
   // failed enumeration.
   bool AnySessionActive(bool unknown) const;
-  // Sets the quit flag and the quit event, without waiting.
+  // Sets the quit flag and wakes the monitors, without waiting.
   void RaiseQuit();
+  // Runs `work` on the service's own worker, after the work handed in before it. This class runs
+  // it at once, which is what the virtual-time driver wants; the threaded service hands it to its
+  // worker thread so that the service manager's handler returns at once.
+  virtual void Submit(std::function<void()> work) { work(); }
+  // The stop: work not begun yet is dropped, and the item that runs is not waited for.
+  virtual void AbandonWork() {}
 
  private:
   std::shared_ptr<MyOpts> LoadSettings() const;
   void OnLogonOrConnect(SessionId session);
+  // Starts a monitor for every active session of a fresh enumeration; FALSE when it failed.
+  bool MonitorActiveSessions();
   void OnLogoff(SessionId session);
   void OnLock(SessionId session);
   void OnUnlock(SessionId session);

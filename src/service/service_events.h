@@ -17,6 +17,9 @@ inline constexpr DWORD kControlParamChange = 6;
 inline constexpr DWORD kControlSessionChange = 14;
 inline constexpr DWORD kControlSettingsChanged = 128;
 inline constexpr DWORD kControlQuitWork = 129;
+// The product's own, like 0: the loop has reported the service running (and so able to hear
+// session changes); beyond the range of real control codes.
+inline constexpr DWORD kControlStarted = 0x10000;
 
 inline constexpr DWORD kAcceptSessionChange = 0x80;
 

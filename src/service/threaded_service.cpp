@@ -17,10 +17,18 @@ ThreadedService::ThreadedService(const ServiceEnvironment& env) : ServiceCore(en
 
 ThreadedService::~ThreadedService() {
   RaiseQuit();
+  // The item under way may still start a session's thread: it must be over before the wait for
+  // the threads begins, or a thread could start after it.
+  work_.Shutdown();
   while (!AllThreadsGone()) std::this_thread::sleep_for(std::chrono::milliseconds(5));
 }
 
 bool ThreadedService::AllThreadsGone() const { return Registry().Count() == 0 && !BackgroundRunning(); }
+
+void ThreadedService::Submit(std::function<void()> work) {
+  // After the stop nothing is taken any more, which is what the stop wants.
+  (void)work_.Post(std::move(work));
+}
 
 BOOL ThreadedService::LaunchMonitor(SessionId session, const std::wstring& account) {
   auto* thread = new (std::nothrow) TVThread(*this, session, account);

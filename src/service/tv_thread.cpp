@@ -42,6 +42,9 @@ DWORD TVThread::DoThreadEx() {
     monitor_.AttachSignals(&signals);
     if (monitor_.Begin(env.clock.GetTickCount())) {
       for (;;) {
+        // A thread started while the service was stopping would otherwise sleep through its
+        // first wait: the stop woke only the threads it knew.
+        if (core_.IsQuitting()) break;
         const RoundSignal signal = signals.Wait(NextWaitMs(monitor_, env.clock.GetTickCount(), env.roundMs));
         const bool goOn = monitor_.Round(signal, env.clock.GetTickCount());
         if (env.onRound) env.onRound(monitor_.Id());

@@ -89,10 +89,14 @@ class ServiceLoopRun : public ::testing::Test {
     std::unique_lock<std::mutex> lock(mutex);
     changed.wait(lock, [&] { return !reports.empty() && reports.back().currentState == state; });
   }
-  std::vector<DWORD> Codes() {
+  // The codes the callback saw; the "started" announcement only with `withStarted`, since a
+  // stop that overtakes it decides whether it comes at all.
+  std::vector<DWORD> Codes(bool withStarted = false) {
     std::lock_guard<std::mutex> lock(mutex);
     std::vector<DWORD> codes;
-    for (const auto& c : calls) codes.push_back(c.code);
+    for (const auto& c : calls) {
+      if (withStarted || c.code != svc::kControlStarted) codes.push_back(c.code);
+    }
     return codes;
   }
   void TearDown() override {
@@ -131,7 +135,7 @@ TEST_F(ServiceLoopRun, StartRunsInitialiseThenRunAndStopEndsTheLoop) {
   EXPECT_EQ(loop.HandleControl(svc::kControlStop, 0, nullptr), kControlHandled);
   dispatcher.join();
   EXPECT_EQ(loop.HandleControl(svc::kControlStop, 0, nullptr), kControlNotImplemented);
-  EXPECT_EQ(Codes(), (std::vector<DWORD>{0, 3, 128, 14, 1}));
+  EXPECT_EQ(Codes(true), (std::vector<DWORD>{0, 3, svc::kControlStarted, 128, 14, 1}));
   ASSERT_GE(reports.size(), 2u);
   const ServiceStatusRecord& pendingStop = reports[reports.size() - 2];
   EXPECT_EQ(pendingStop.currentState, svc::kStopPending);
@@ -145,8 +149,15 @@ TEST_F(ServiceLoopRun, AStopDuringStartWaitsForTheStartToComplete) {
   holdRun = true;
   Start();
   std::thread handler([this] { EXPECT_EQ(loop.HandleControl(svc::kControlStop, 0, nullptr), kControlHandled); });
-  // The handler marks its check point before it waits for the start to end.
-  while (loop.Status().checkPoint != 1) std::this_thread::yield();
+  // The handler marks its check point before it waits for the start to end; the start's own
+  // progress has gone past 1 by the time the run code is held.
+  for (;;) {
+    {
+      std::lock_guard<std::mutex> lock(mutex);
+      if (!calls.empty() && calls.back().code == svc::kControlRun && loop.Status().checkPoint == 1) break;
+    }
+    std::this_thread::yield();
+  }
   {
     std::lock_guard<std::mutex> lock(mutex);
     holdRun = false;
@@ -159,8 +170,35 @@ TEST_F(ServiceLoopRun, AStopDuringStartWaitsForTheStartToComplete) {
   EXPECT_EQ(Codes(), (std::vector<DWORD>{0, 3, 1}));
   std::vector<DWORD> states;
   for (const auto& r : reports) states.push_back(r.currentState);
-  ASSERT_EQ(states, (std::vector<DWORD>{svc::kStartPending, svc::kRunning, svc::kStopPending, svc::kStopped}));
-  EXPECT_EQ(reports[2].waitHint, 2000u) << "the start's completion must not leave the stop without its hint";
+  ASSERT_EQ(states, (std::vector<DWORD>{svc::kStartPending, svc::kStartPending, svc::kRunning, svc::kStopPending,
+                                        svc::kStopped}));
+  EXPECT_EQ(reports[3].waitHint, 2000u) << "the start's completion must not leave the stop without its hint";
+}
+
+TEST_F(ServiceLoopRun, SessionChangesAreAcceptedAndProgressShownWhileTheStartRuns) {
+  holdRun = true;
+  Start();
+  {
+    std::unique_lock<std::mutex> lock(mutex);
+    changed.wait(lock, [this] { return !calls.empty() && calls.back().code == svc::kControlRun; });
+    // Still starting, the service manager already knows that session changes are welcome, and
+    // each start-pending report carries a higher checkpoint than the one before.
+    ASSERT_GE(reports.size(), 2u);
+    EXPECT_EQ(reports.back().currentState, svc::kStartPending);
+    EXPECT_TRUE(reports.back().controlsAccepted & svc::kAcceptSessionChange);
+    for (size_t i = 1; i < reports.size(); ++i) EXPECT_GT(reports[i].checkPoint, reports[i - 1].checkPoint);
+    holdRun = false;
+  }
+  changed.notify_all();
+  WaitForReportedState(svc::kRunning);
+  // Once running, the service is told so, to look again for sessions it could not hear of.
+  {
+    std::unique_lock<std::mutex> lock(mutex);
+    changed.wait(lock, [this] { return calls.back().code == svc::kControlStarted; });
+  }
+  EXPECT_EQ(loop.HandleControl(svc::kControlStop, 0, nullptr), kControlHandled);
+  dispatcher.join();
+  EXPECT_EQ(Codes(true), (std::vector<DWORD>{0, 3, svc::kControlStarted, 1}));
 }
 
 TEST_F(ServiceLoopRun, AThrowingCallbackIsContainedOnTheHandlersThread) {
@@ -184,7 +222,7 @@ TEST(ServiceLoopBrokenQueue, EndsTheRunAsStopped) {
   ServiceControlLoop loop([](DWORD, DWORD, void*, ServiceStatusRecord*) -> DWORD { return 0; }, queue,
                           [&](const ServiceStatusRecord& s) { states.push_back(s.currentState); });
   loop.Run();
-  EXPECT_EQ(states, (std::vector<DWORD>{svc::kStartPending, svc::kRunning, svc::kStopped}));
+  EXPECT_EQ(states, (std::vector<DWORD>{svc::kStartPending, svc::kStartPending, svc::kRunning, svc::kStopped}));
 }
 
 }  // namespace

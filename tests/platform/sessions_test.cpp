@@ -129,8 +129,25 @@ TEST(SimulatedSessions, TokenGroupsFollowTheUserAndStartsRecordWhatARealStartAsk
   EXPECT_TRUE(r.userEnvironment);
   EXPECT_EQ(r.creationFlags, kNormalPriorityClass | kCreateUnicodeEnvironment);
   EXPECT_EQ(r.commandLine, L"TV64.EXE /monitor");
-  EXPECT_EQ(r.desktop, L"Default");
+  EXPECT_EQ(r.desktop, L"winsta0\\default");
   EXPECT_FALSE(r.inheritHandles);
+}
+
+TEST(SessionLockFlags, WindowsSevenReportsTheTwoValuesTheOtherWayRound) {
+  const struct {
+    long flags;
+    DWORD major, minor;
+    bool read, locked;
+  } rows[] = {
+      {0, 10, 0, true, true},  {1, 10, 0, true, false}, {0, 6, 2, true, true},
+      {0, 6, 1, true, false},  {1, 6, 1, true, true},   {-1, 10, 0, false, false},
+      {-1, 6, 1, false, false}, {2, 10, 0, false, false},
+  };
+  for (const auto& r : rows) {
+    bool locked = !r.locked;
+    EXPECT_EQ(LockedFromSessionFlags(r.flags, r.major, r.minor, locked), r.read) << r.flags << " " << r.major << "." << r.minor;
+    if (r.read) EXPECT_EQ(locked, r.locked) << r.flags << " " << r.major << "." << r.minor;
+  }
 }
 
 TEST(SimulatedSessions, LogoffFaultsHitOnlyTheChosenSessionAndCall) {

@@ -5,6 +5,8 @@
 #include <condition_variable>
 #include <map>
 #include <mutex>
+#include <future>
+#include <optional>
 #include <thread>
 
 #include "foundation/event.h"
@@ -168,6 +170,7 @@ TEST_F(TVThreadTest, ALogoffEndsTheThreadAndTheNextLogonToTheNumberGetsAFreshOne
   SessionNotification n;
   n.sessionId = 3;
   service.HandleEvent(svc::kControlSessionChange, svc::kSessionLogoff, &n, nullptr);
+  service.WaitForWork();
   EXPECT_FALSE(Monitoring(service, 3)) << "the session is no longer the old thread's";
   ASSERT_TRUE(WaitFor([&] { return service.Registry().Count() == 0; }));
 
@@ -208,6 +211,114 @@ TEST_F(TVThreadTest, DestroyingTheServiceWaitsForItsThreads) {
   // Every thread left (or the sanitizers would see them touch a dead service), and told its
   // agent to leave on the way.
   for (SessionId id = 1; id <= 3; ++id) EXPECT_TRUE(quits[id - 1].Wait(0)) << id;
+}
+
+// The computer's accounts, but a domain controller that answers only when the test lets it: a
+// slow or unreachable one on a morning log-on storm.
+class SlowController final : public Accounts {
+ public:
+  explicit SlowController(Accounts& inner) : inner_(inner) {}
+  void Release() {
+    std::lock_guard<std::mutex> hold(mutex_);
+    open_ = true;
+    changed_.notify_all();
+  }
+  bool WaitForAsker() {
+    std::unique_lock<std::mutex> hold(mutex_);
+    return changed_.wait_for(hold, kPatience, [this] { return askers_ > 0; });
+  }
+  BOOL QueryComputerName(std::wstring& out) override { return inner_.QueryComputerName(out); }
+  BOOL FindDomainController(const std::wstring& domain, std::wstring& out) override {
+    {
+      std::unique_lock<std::mutex> hold(mutex_);
+      ++askers_;
+      changed_.notify_all();
+      changed_.wait(hold, [this] { return open_; });
+    }
+    return inner_.FindDomainController(domain, out);
+  }
+  BOOL GetUserGlobalGroups(const std::wstring& server, const std::wstring& user, std::vector<std::wstring>& out) override {
+    return inner_.GetUserGlobalGroups(server, user, out);
+  }
+  BOOL GetUserLocalGroups(const std::wstring& account, std::vector<std::wstring>& out) override {
+    return inner_.GetUserLocalGroups(account, out);
+  }
+  BOOL GetWellKnownGroupName(WellKnownGroup group, std::wstring& name, std::wstring* domain) override {
+    return inner_.GetWellKnownGroupName(group, name, domain);
+  }
+
+ private:
+  Accounts& inner_;
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  bool open_ = false;
+  int askers_ = 0;
+};
+
+class SlowControllerTest : public TVThreadTest {
+ protected:
+  SlowControllerTest() : slow(w.accounts), env(Env()) {
+    w.Configure([](MyOpts& o) { o.Exclude = {L"Sales"}; });  // a group: the domain is asked
+    w.accounts.AddDomainController(L"CORP", L"\\\\DC1");
+    w.accounts.SetGlobalGroups(L"ann", {L"Domain Users"});
+    w.sessions.AddSession(1, L"CORP", L"ann");
+  }
+  ServiceEnvironment Env() {
+    ServiceEnvironment e{.sessions = w.sessions, .accounts = slow, .power = w.power, .eventLog = w.log,
+                         .clock = w.clock, .keys = w.keys};
+    e.zone = w.env.zone;
+    e.objectPrefix = w.env.objectPrefix;
+    e.roundMs = w.env.roundMs;
+    e.drainSliceMs = w.env.drainSliceMs;
+    return e;
+  }
+  // Calls the service as the service manager's handler thread does; whether it came back while
+  // the controller still keeps the service's worker waiting.
+  static bool Returns(ThreadedService& service, DWORD code, DWORD type = 0, void* data = nullptr) {
+    auto call = std::async(std::launch::async, [&] { service.HandleEvent(code, type, data, nullptr); });
+    return call.wait_for(kPatience) == std::future_status::ready;
+  }
+
+  SlowController slow;
+  ServiceEnvironment env;
+};
+
+TEST_F(SlowControllerTest, NotificationsAndTheStopNeverWaitBehindASlowLookup) {
+  std::optional<ThreadedService> service(std::in_place, env);
+  ASSERT_TRUE(Returns(*service, svc::kControlInitialise));
+  ASSERT_TRUE(Returns(*service, svc::kControlRun)) << "the start waited for the domain controller";
+  ASSERT_TRUE(slow.WaitForAsker());
+  // A storm of log-ons: each notification is taken at once and waits its turn on the worker.
+  SessionNotification n;
+  for (SessionId id = 2; id <= 4; ++id) {
+    w.sessions.AddSession(id, L"", L"u" + std::to_wstring(id));
+    n.sessionId = id;
+    ASSERT_TRUE(Returns(*service, svc::kControlSessionChange, svc::kSessionLogon, &n)) << id;
+  }
+  EXPECT_EQ(w.Count(evt::kMonitoringStarted), 0u) << "in order: nothing overtakes the start's look-up";
+  // The stop comes while the controller still has not answered, and does not wait for it.
+  ASSERT_TRUE(Returns(*service, svc::kControlStop));
+  EXPECT_EQ(w.Count(evt::kServiceStopped), 1u);
+  slow.Release();
+  service.reset();  // the item under way ends, and what waited behind it was dropped
+  EXPECT_EQ(w.Count(evt::kMonitoringStarted), 0u);
+  EXPECT_EQ(w.Starts(2, L"/monitor"), 0u);
+}
+
+TEST_F(SlowControllerTest, ASessionThatBecameActiveUnheardDuringTheStartIsFoundOnceRunning) {
+  ThreadedService service(env);
+  ASSERT_TRUE(Returns(service, svc::kControlInitialise));
+  ASSERT_TRUE(Returns(service, svc::kControlRun));
+  ASSERT_TRUE(slow.WaitForAsker());  // the start's enumeration is done and waits on ann's groups
+  // Bob logs on before the service manager passes session changes on: nobody tells the service.
+  w.sessions.AddSession(2, L"", L"bob");
+  (void)w.sessions.TakeNotifications();
+  ASSERT_TRUE(Returns(service, svc::kControlStarted));
+  slow.Release();
+  service.WaitForWork();
+  EXPECT_TRUE(Monitoring(service, 1));
+  EXPECT_TRUE(Monitoring(service, 2)) << "the log-on during the start was never seen";
+  service.HandleEvent(svc::kControlStop, 0, nullptr, nullptr);
 }
 
 }  // namespace

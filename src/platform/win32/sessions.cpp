@@ -6,6 +6,7 @@
 #include <userenv.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <vector>
 
 #include "platform/sessions.h"
@@ -27,14 +28,18 @@ using ActiveConsoleSessionFn = ::DWORD(WINAPI*)();
 using RtlGetVersionFn = LONG(WINAPI*)(OSVERSIONINFOW*);
 
 // WTSSessionInfoEx and the head of its level-1 record, which this compiler's headers lack:
-// Level, then SessionId, SessionState and SessionFlags.
+// Level, then (at the union's 8-byte alignment, for the record's LARGE_INTEGER times)
+// SessionId, SessionState and SessionFlags.
 constexpr int kWtsSessionInfoEx = 25;
 struct SessionInfoExHead {
   ::DWORD level;
-  ULONG sessionId;
-  ::DWORD sessionState;
-  LONG sessionFlags;
+  struct alignas(8) Level1 {
+    ULONG sessionId;
+    ::DWORD sessionState;
+    LONG sessionFlags;
+  } data;
 };
+static_assert(offsetof(SessionInfoExHead, data) == 8, "WTSINFOEXW keeps its record 8-aligned");
 
 void CloseKernelToken(void* handle, void*) { ::CloseHandle(static_cast<HANDLE>(handle)); }
 
@@ -209,7 +214,7 @@ class Win32Sessions final : public Sessions {
     // The real version, whatever compatibility shims tell GetVersionEx.
     auto getVersion = ntdll_.Get<RtlGetVersionFn>("RtlGetVersion");
     if (!getVersion || getVersion(&version) != 0) return Fail(err::kProcNotFound);
-    if (!LockedFromSessionFlags(head->sessionFlags, version.dwMajorVersion, version.dwMinorVersion, locked))
+    if (!LockedFromSessionFlags(head->data.sessionFlags, version.dwMajorVersion, version.dwMinorVersion, locked))
       return Fail(err::kNotSupported);
     return kTrue;
   }
