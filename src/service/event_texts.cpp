@@ -25,8 +25,8 @@ constexpr EventTextEntry kTexts[] = {
     {0x60000017, L"Tarnvale logged off the stale session for user '%1'.\r\n"},
     {0x60000022, L"Tarnvale warned the user '%1' in session %2 after %3 idle minute(s), by %4; the session was "
                  L"%5. Without activity it is logged off in %6 minute(s).\r\n"},
-    {0x60000023, L"When Tarnvale logged off the user '%1', session %2 had been idle for %3 minute(s); it was %4 "
-                 L"and %5, and %6.\r\n"},
+    {0x60000023, L"At the log-off of the user '%1', session %2 had been idle for %3 minute(s); it was %4 and %5, "
+                 L"and %6.\r\n"},
     {0xa000000c, L"Tarnvale did not start monitoring because Tarnvale was not enabled at that time.\r\n"},
     {0xa000000d, L"Tarnvale did not process a logon event because Tarnvale was not enabled at that time.\r\n"},
     {0xa000000e, L"Tarnvale did not process the idle timeout for user '%1' because Tarnvale was not enabled at that "

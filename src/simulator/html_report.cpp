@@ -281,6 +281,10 @@ std::string FormatHtmlReport(const Scenario& scenario, const SimulationResult& r
   SummaryRow(html, "Warnings shown", m.warnings);
   SummaryRow(html, "Idle sessions logged off", m.logoffs);
   SummaryRow(html, "Stale sessions logged off", m.staleLogoffs);
+  if (m.staleLogoffs) {
+    SummaryRow(html, ("&nbsp;&nbsp;of them with input in the last " + std::to_string(m.inUseMinutes) + " minutes").c_str(),
+               m.staleInUse);
+  }
   SummaryRow(html, "Spared as the most recent active user", m.sparedLastActive);
   SummaryRow(html, "Spared by the schedule", m.sparedSchedule);
   SummaryRow(html, "Spared because forced log-off was off", m.sparedNotEnabled);

@@ -125,7 +125,13 @@ std::string FormatSummary(const Scenario& scenario, const SimulationResult& resu
   out += Row("Log-offs by users themselves", s.userLogoffs);
   out += Row("Warnings shown", s.warnings);
   out += Row("Idle sessions logged off by Tarnvale", s.logoffs);
-  out += Row("Stale sessions logged off by Tarnvale", s.staleLogoffs);
+  // The rule caps the number of sessions by recency: say how many of them were in use.
+  std::string inUse;
+  if (s.staleLogoffs) {
+    inUse = "(" + std::to_string(s.staleInUse) + " had input in the last " + std::to_string(s.inUseMinutes) +
+            " minute" + (s.inUseMinutes == 1 ? "" : "s") + ")";
+  }
+  out += Row("Stale sessions logged off by Tarnvale", s.staleLogoffs, inUse);
   const int spared = s.sparedLastActive + s.sparedSchedule + s.sparedNotEnabled;
   std::string why;
   if (spared) {

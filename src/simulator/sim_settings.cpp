@@ -218,10 +218,15 @@ std::vector<std::wstring> DescribeSettings(const MyOpts& o) {
                               : L"Activity is: " + input + L".");
   out.push_back(L"Disconnected sessions are logged off without a warning once the time-out has passed.");
   if (o.LogoffStale) {
-    out.push_back(L"Stale sessions: when more than " + std::to_wstring(o.LogoffStaleCount) +
-                  L" sessions are open, the least recently used ones are logged off at once.");
+    out.push_back(L"Stale sessions: at each log-on, connect or unlock, when more than " +
+                  std::to_wstring(o.LogoffStaleCount) +
+                  L" sessions are watched, the ones with the oldest activity beyond that many are logged off at "
+                  L"once, without a warning, even while in use.");
   }
-  if (o.KeepLastActiveUser) out.push_back(L"The most recently active user is never logged off.");
+  if (o.KeepLastActiveUser) {
+    out.push_back(L"The session of the most recent log-on, connect or unlock is never logged off (whoever typed "
+                  L"last is not spared for that).");
+  }
   out.push_back(L"Applies to: " + (o.ApplyTo.empty() ? std::wstring(L"everybody") : JoinList(o.ApplyTo)) +
                 (o.Exclude.empty() ? std::wstring(L".") : L"; never to: " + JoinList(o.Exclude) + L"."));
   out.push_back(DescribeSchedule(o));

@@ -111,6 +111,9 @@ class Driver final : public SimObserver {
   // ---- SimObserver
 
   void OnEventLogged(DWORD eventId, const std::vector<std::wstring>& strings) override {
+    // The log-off itself came just before its entry.
+    if (eventId == evt::kStaleLoggedOff && loggedOffInUse_) ++rec_.Summary().staleInUse;
+    if (eventId == evt::kStaleLoggedOff || eventId == evt::kLoggedOff) loggedOffInUse_ = false;
     // Whose session an entry concerns is the world's knowledge; only worth asking for a shown one.
     SessionId session = kNoSession;
     if (rec_.Shows(sec_) && !strings.empty() && TimelineRecorder::NamesAccount(eventId)) session = Attribute(strings[0]);
@@ -136,7 +139,11 @@ class Driver final : public SimObserver {
   }
 
   void OnLoggedOff(SessionId id) override {
-    if (Runtime* rt = Find(id)) rt->exists = false;
+    Runtime* rt = Find(id);
+    if (!rt) return;
+    rt->exists = false;
+    const bool atKeyboard = rt->mode == Mode::kActive && !rt->locked && !rt->disconnected;
+    loggedOffInUse_ = atKeyboard || sec_ - rt->lastInput < std::int64_t(opts_->Timeout) * 60;
   }
 
   void OnSuspended(bool hibernate) override {
@@ -170,6 +177,9 @@ class Driver final : public SimObserver {
     Mode mode = Mode::kActive;
     bool locked = false;
     bool disconnected = false;
+    // The second the user last touched the keyboard or the mouse: every verb is done at the
+    // computer, and an active user keeps touching it until the next one.
+    std::int64_t lastInput = 0;
     std::wstring account;
   };
 
@@ -205,6 +215,7 @@ class Driver final : public SimObserver {
     // An active user is seen often enough that the idle clock never reaches the time-out; on a
     // grid shared by all sessions, so that their signals need the same rounds.
     keepAliveSeconds_ = std::clamp<std::int64_t>(std::int64_t(opts_->Timeout) * 30, 1, 900);
+    rec_.Summary().inUseMinutes = static_cast<int>(opts_->Timeout);
   }
 
   Runtime* Find(SessionId id) {
@@ -439,6 +450,7 @@ class Driver final : public SimObserver {
     Runtime* rt = Find(e.session);
     if (!s || !rt) return;
     if (Wakes(e.verb)) PowerUp();
+    rt->lastInput = e.at;
     const wchar_t* text = nullptr;
     if (!rt->exists) {
       switch (e.verb) {
@@ -534,6 +546,8 @@ class Driver final : public SimObserver {
 
   Power state_ = Power::kOff;
   bool shutdownStarted_ = false;
+  // Whether the session the service has just logged off was in use, for the entry that follows.
+  bool loggedOffInUse_ = false;
   const std::int64_t end_;
   std::size_t nextEvent_ = 0;  // the first event not applied yet
   std::int64_t sec_ = 0;

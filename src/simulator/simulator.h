@@ -42,6 +42,11 @@ struct SimulationSummary {
   int warnings = 0;            // warnings shown
   int logoffs = 0;             // idle log-offs (0x6000000a)
   int staleLogoffs = 0;        // stale-session log-offs (0x60000017)
+  // Of those, the sessions whose user had typed or moved the mouse within the last
+  // `inUseMinutes` (the Timeout in force) or was at the keyboard then: the rule is a cap on the
+  // number of sessions, not a rule about idle ones.
+  int staleInUse = 0;
+  int inUseMinutes = 0;
   int sparedLastActive = 0;    // 0xa0000016
   int sparedSchedule = 0;      // 0xa0000019
   int sparedNotEnabled = 0;    // 0xa000000e

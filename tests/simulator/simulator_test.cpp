@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "settings/my_opts.h"
+#include "simulator/report.h"
 #include "sim_fixture.h"
 
 namespace tv {
@@ -92,6 +93,31 @@ TEST(Simulator, SummaryCountsWhatTheTimelineShows) {
   int logged = 0;
   for (const TimelineEntry& e : r.result.timeline) logged += e.kind == TimelineEntry::Kind::kService;
   EXPECT_EQ(counted, logged);
+}
+
+// The stale rule is a cap on sessions by recency: the summary says how many of its log-offs
+// ended a session that was in use, as the user guide and the templates warn.
+TEST(Simulator, SummaryCountsStaleLogoffsOfSessionsInUse) {
+  const auto r = RunScenario(kTwoUsers +
+                                 L"session 3 user=carl domain=CORP\n"
+                                 L"Mon 08:00 logon 1\nMon 08:01 idle 1\n"  // spared, the most recent log-on
+                                 L"Mon 08:30 logon 2\n"                    // alice, idle for 29 minutes, goes
+                                 L"Mon 08:35 logon 3\n",                   // bob, at his keyboard, goes too
+                             10, 2, [](MyOpts& o) {
+                               o.LogoffStale = 1;
+                               o.LogoffStaleCount = 1;
+                               o.KeepLastActiveUser = 1;
+                             });
+  EXPECT_EQ(r.result.summary.staleLogoffs, 2);
+  EXPECT_EQ(r.result.summary.staleInUse, 1);
+  EXPECT_TRUE(r.Has({L"Mon 08:30:01 #1 At the log-off of the user 'CORP\\alice', session 1 had been idle for 29 "
+                     L"minute(s); it was active and not locked, and no warning had been shown."}));
+  const std::string summary = FormatSummary(test::MustParse(kTwoUsers), r.result);
+  const std::size_t row = summary.find("Stale sessions logged off by Tarnvale");
+  ASSERT_NE(row, std::string::npos) << summary;
+  EXPECT_EQ(summary.substr(summary.find("   (", row), summary.find('\n', row) - summary.find("   (", row)),
+            "   (1 had input in the last 10 minutes)")
+      << summary;
 }
 
 }  // namespace
