@@ -75,13 +75,20 @@ std::vector<Policy> MakePolicies() {
                 Switch("MonitorCPU", 0, "Processor load"),
                 {"PercentCPU", Kind::kDecimal, 1, 100, 25, "Processor load above (percent):", false, {}}}});
   p.push_back({"LogoffStale", "Log off stale sessions",
-               "Enabled: when at least the given number of newer sessions are active, an older idle session is "
-               "logged off at once, without a warning.",
+               "Enabled: a cap on the number of sessions, not a rule about idle ones. Whenever a user logs on, "
+               "connects or unlocks a session and more sessions are watched than the given number, the sessions "
+               "with the oldest activity beyond that number are logged off at once, without a warning, even when "
+               "their users typed minutes before. Activity here is the last input, a warning or a log-off the "
+               "rules refused; the session just logged on, connected or unlocked always counts as the newest. "
+               "Outside the schedule nobody is logged off.",
                Switch("LogoffStale", 0, ""),
                {{"LogoffStaleCount", Kind::kDecimal, 1, kDurationMax, 5, "Number of newer active sessions:", true,
                  {}}}});
   p.push_back({"KeepLastActiveUser", "Spare the most recent active user",
-               "Enabled: the session of the user who was active most recently is never logged off.",
+               "Enabled: the session of the most recent log-on, connect or unlock on this computer is never "
+               "logged off, neither when idle nor as a stale session. It is not the session with the most recent "
+               "input: a user who logged on last and walked away is spared, one who has been typing but logged on "
+               "earlier is not.",
                Switch("KeepLastActiveUser", 0, ""), {}});
   p.push_back({"ApplyTo", "Apply to these accounts and groups",
                "Accounts and groups whose sessions are logged off when idle, one name per line, as DOMAIN\\name or "
