@@ -163,6 +163,8 @@ class Parser {
     }
     std::stable_sort(out_->events.begin(), out_->events.end(),
                      [](const ScenarioEvent& a, const ScenarioEvent& b) { return a.at < b.at; });
+    std::stable_sort(out_->outages.begin(), out_->outages.end(),
+                     [](const DomainOutage& a, const DomainOutage& b) { return a.from < b.from; });
     int line = 0;
     std::wstring what;
     if (!CheckScenarioOrder(*out_, &line, &what)) return Problem{line ? line : generateLine_, what};
@@ -246,7 +248,11 @@ class Parser {
           s.console = true;
           continue;
         }
-        return Problem{line, L"'" + w[i] + L"' is not KEY=VALUE (keys: user, domain, groups, local; or console)"};
+        if (key == L"token") {
+          s.token = true;
+          continue;
+        }
+        return Problem{line, L"'" + w[i] + L"' is not KEY=VALUE (keys: user, domain, groups, local; or console, token)"};
       }
       const std::wstring value = w[i].substr(eq + 1);
       if (key == L"user") {
@@ -297,10 +303,13 @@ class Parser {
         params.days = static_cast<int>(n);
       } else if (key == L"domain" && !value.empty() && value.size() <= 15) {
         params.domain = value;
+      } else if (key == L"kind" && (Lower(value) == L"office" || Lower(value) == L"terminal-server")) {
+        params.terminalServer = Lower(value) == L"terminal-server";
       } else {
         return Problem{line, L"generate takes sessions=1.." + std::to_wstring(kMaxGeneratedSessions) +
                                  L", seed=N, days=1.." + std::to_wstring(out_->days) +
-                                 L" (at most the scenario's days) and domain=NAME; '" + word + L"' is not one of them"};
+                                 L" (at most the scenario's days), domain=NAME and kind=office|terminal-server; '" + word +
+                                 L"' is not one of them"};
       }
     }
     if (!haveSessions) return Problem{line, L"generate needs sessions=N"};
@@ -345,6 +354,7 @@ class Parser {
     if (!LooksLikeDay(w[0])) return std::nullopt;  // a declaration: pass one
     std::int64_t at = 0;
     if (auto p = When(w, 0, line, &at)) return p;
+    if (w.size() >= 3 && Lower(w[2]) == L"domain") return Outage(w, at, line);
     if (w.size() < 4) return Problem{line, L"an event needs a verb and a session number: 'Mon 08:30 logon 3'"};
     const std::wstring verbWord = Lower(w[2]);
     const VerbWord* verb = nullptr;
@@ -385,6 +395,25 @@ class Parser {
     return std::nullopt;
   }
 
+  // "DAY TIME domain down until [DAY] TIME": the domain controller is out of reach meanwhile.
+  std::optional<Problem> Outage(const std::vector<std::wstring>& w, std::int64_t at, int line) {
+    if (w.size() < 6 || Lower(w[3]) != L"down" || Lower(w[4]) != L"until" || w.size() > 7) {
+      return Problem{line, L"a domain outage reads 'Mon 08:00 domain down until 08:45'"};
+    }
+    std::int64_t until = 0;
+    if (w.size() == 6) {
+      std::int64_t clock = 0;
+      if (!ReadClock(w[5], &clock)) return Problem{line, L"bad time '" + w[5] + L"' after until"};
+      until = at - at % 86400 + clock;
+      if (until > out_->Seconds()) return Problem{line, L"'until " + w[5] + L"' is after the end of the scenario"};
+    } else if (auto p = When(w, 5, line, &until)) {
+      return p;
+    }
+    if (until <= at) return Problem{line, L"'until' must be later than the outage's start"};
+    out_->outages.push_back({at, until, line});
+    return std::nullopt;
+  }
+
   Scenario* out_;
   std::vector<std::wstring_view> lines_;
   std::map<std::wstring, int> seenLines_;
@@ -399,6 +428,13 @@ const wchar_t* VerbName(ScenarioVerb verb) {
     if (v.verb == verb) return v.word;
   }
   return L"?";
+}
+
+bool Scenario::DomainDownAt(std::int64_t at) const {
+  for (const DomainOutage& o : outages) {
+    if (at >= o.from && at < o.to) return true;
+  }
+  return false;
 }
 
 const ScenarioSession* Scenario::FindSession(SessionId id) const {

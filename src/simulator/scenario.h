@@ -8,6 +8,8 @@
 //   Mon 08:30 logon 3             at a time: a weekday of the first week, or a date (2024-01-15)
 //   Mon 12:00 idle 3 until 12:45  and a verb for one session
 //   generate sessions=1000 seed=42 days=7 domain=CORP
+//   generate sessions=60 seed=7 kind=terminal-server
+//   Mon 08:00 domain down until 08:45   no domain controller answers meanwhile
 //
 // Verbs: logon, logoff, lock, unlock, disconnect, reconnect (what Windows reports), and what the
 // user does at the keyboard: active (working), idle (away from it), busy (away, a program keeps
@@ -16,6 +18,11 @@
 // idle, idle -> active, lock -> unlock, disconnect -> reconnect.
 // A session's groups are its domain (global) groups; "local" lists its groups on the server
 // itself (default "Users"). For an account without a domain, "groups" are local groups too.
+// "token" gives the session a logon token the service can read its groups from (as on
+// Windows); without it the groups are asked of the domain, which a "domain down" span refuses.
+// The terminal-server kind of generated week has tokens for most users, users who disconnect
+// and reconnect over the network through the day, and the domain controller out of reach during
+// every weekday's morning log-on storm.
 #pragma once
 
 #include <cstdint>
@@ -40,7 +47,8 @@ struct ScenarioSession {
   std::vector<std::wstring> globalGroups;
   std::vector<std::wstring> localGroups;
   bool console = false;
-  int line = 0;  // 0 for a generated session
+  bool token = false;  // the service can read the groups from the session's logon token
+  int line = 0;        // 0 for a generated session
 };
 
 struct ScenarioEvent {
@@ -51,12 +59,22 @@ struct ScenarioEvent {
   bool implied = false;  // added by "until"
 };
 
+// A span in which no domain controller answers: group look-ups fail with "RPC server unavailable".
+struct DomainOutage {
+  std::int64_t from = 0;  // seconds since the start
+  std::int64_t to = 0;    // first second it answers again
+  int line = 0;
+};
+
 struct Scenario {
   SystemTime start;  // midnight of the first day
   int days = 7;
   std::wstring computer = L"SIMHOST";
   std::vector<ScenarioSession> sessions;  // by id
   std::vector<ScenarioEvent> events;      // by time; events of one second in the order given
+  std::vector<DomainOutage> outages;      // by start
+  // Whether no domain controller answers at second `at`.
+  bool DomainDownAt(std::int64_t at) const;
 
   std::int64_t Seconds() const { return std::int64_t(days) * 86400; }
   const ScenarioSession* FindSession(SessionId id) const;

@@ -94,7 +94,17 @@ void Arrive(DayWriter& out, int minute, Left left) {
   }
 }
 
-Left Workday(DayWriter& out, Random& rnd, Left left) {
+// How people leave their sessions at lunch and at the end of the day: in an office most lock or
+// log off; on a terminal server many simply close the remote window and come back to it.
+// Thresholds on one roll of 1-100, so that both kinds of week draw the same random numbers.
+struct Habits {
+  int lunchLock, lunchIdle;          // up to the first lock, up to the second stay idle; above, disconnect
+  int leaveLogoff, leaveDisconnect;  // likewise at the end of the day; above both, leave it open and idle
+};
+constexpr Habits kOfficeHabits{45, 85, 80, 92};
+constexpr Habits kRemoteHabits{30, 60, 50, 90};
+
+Left Workday(DayWriter& out, Random& rnd, Left left, const Habits& habits) {
   if (rnd.Chance(5)) return left;  // ill, on leave, working elsewhere
   const int arrival = 7 * 60 + 30 + rnd.Between(0, 120);
   Arrive(out, arrival, left);
@@ -102,10 +112,10 @@ Left Workday(DayWriter& out, Random& rnd, Left left) {
   const int lunchLength = rnd.Between(30, 60);
   Pauses(out, rnd, arrival, lunch);
   const int kind = rnd.Between(1, 100);
-  if (kind <= 45) {
+  if (kind <= habits.lunchLock) {
     out.At(lunch, ScenarioVerb::kLock);
     out.At(lunch + lunchLength, ScenarioVerb::kUnlock);
-  } else if (kind <= 85) {
+  } else if (kind <= habits.lunchIdle) {
     out.At(lunch, ScenarioVerb::kIdle);
     out.At(lunch + lunchLength, ScenarioVerb::kActive);
   } else {
@@ -115,11 +125,11 @@ Left Workday(DayWriter& out, Random& rnd, Left left) {
   const int departure = 16 * 60 + rnd.Between(0, 150);
   Pauses(out, rnd, lunch + lunchLength, departure);
   const int how = rnd.Between(1, 100);
-  if (how <= 80) {
+  if (how <= habits.leaveLogoff) {
     out.At(departure, ScenarioVerb::kLogoff);
     return Left::kNothing;
   }
-  if (how <= 92) {
+  if (how <= habits.leaveDisconnect) {
     out.At(departure, ScenarioVerb::kDisconnect);
     return Left::kDisconnected;
   }
@@ -174,8 +184,21 @@ void GenerateOfficeSessions(const GeneratorParams& params, Scenario* scenario) {
     for (int d = 0; d < days; ++d) {
       DayWriter out(scenario, s.id, std::int64_t(d) * 86400);
       const int dow = (scenario->start.dayOfWeek + d) % 7;
-      left = (dow == 0 || dow == 6) ? WeekendDay(out, rnd, left) : Workday(out, rnd, left);
+      left = (dow == 0 || dow == 6) ? WeekendDay(out, rnd, left)
+                                    : Workday(out, rnd, left, params.terminalServer ? kRemoteHabits : kOfficeHabits);
     }
+  }
+  if (!params.terminalServer) return;
+  // A stream of its own, so that the sessions and their days are those of an office week with
+  // the same seed.
+  Random tokens(params.seed ^ 0x5DEECE66Dull);
+  for (int i = 0; i < params.sessions; ++i) {
+    scenario->sessions[static_cast<std::size_t>(first + i)].token = !tokens.Chance(10);
+  }
+  for (int d = 0; d < days; ++d) {
+    const int dow = (scenario->start.dayOfWeek + d) % 7;
+    if (dow == 0 || dow == 6) continue;
+    scenario->outages.push_back({std::int64_t(d) * 86400 + 8 * 3600, std::int64_t(d) * 86400 + 8 * 3600 + 45 * 60, 0});
   }
 }
 

@@ -22,6 +22,10 @@ struct GeneratorParams {
   int days = 7;
   std::wstring domain = L"CORP";
   SessionId firstId = 1;
+  // A terminal server's week: users with readable logon tokens (one in ten without), who also
+  // disconnect and come back over the network during the day, and the domain controller out of
+  // reach from 08:00 to 08:45 on every weekday.
+  bool terminalServer = false;
 };
 
 // Appends `params.sessions` sessions (ids from `params.firstId`) and their events over the first

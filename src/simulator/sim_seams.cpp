@@ -113,6 +113,27 @@ BOOL ObservingSessions::QueryTokenGroups(SessionId id, std::vector<TokenGroup>& 
   return Ready() ? inner_->QueryTokenGroups(id, out) : kFalse;
 }
 
+namespace {
+constexpr ErrorCode kRpcServerUnavailable = 1722;
+}  // namespace
+
+BOOL ReachableAccounts::FindDomainController(const std::wstring& domain, std::wstring& out) {
+  if (down_()) return Fail(kRpcServerUnavailable);
+  return inner_.FindDomainController(domain, out);
+}
+
+BOOL ReachableAccounts::GetUserGlobalGroups(const std::wstring& server, const std::wstring& user,
+                                            std::vector<std::wstring>& out) {
+  if (down_()) return Fail(kRpcServerUnavailable);
+  return inner_.GetUserGlobalGroups(server, user, out);
+}
+
+BOOL ReachableAccounts::GetUserLocalGroups(const std::wstring& account, std::vector<std::wstring>& out) {
+  // A domain account's local groups are resolved through the domain as well.
+  if (account.find(L'\\') != std::wstring::npos && down_()) return Fail(kRpcServerUnavailable);
+  return inner_.GetUserLocalGroups(account, out);
+}
+
 BOOL ObservingSessions::RegisterSessionNotification(void* window) {
   return Ready() ? inner_->RegisterSessionNotification(window) : kFalse;
 }

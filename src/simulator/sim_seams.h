@@ -4,9 +4,11 @@
 // which warnings it shows and which log-offs it asks for.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
+#include "platform/accounts.h"
 #include "platform/event_log.h"
 #include "platform/portable/power.h"
 #include "platform/portable/sessions.h"
@@ -91,6 +93,26 @@ class ObservingSessions final : public Sessions {
   bool Ready() const;
   SimObserver& observer_;
   SimulatedSessions* inner_ = nullptr;
+};
+
+// The simulated directory, out of reach while `down()` says so: every look-up that needs a domain
+// controller fails as an unreachable one does (RPC server unavailable).
+class ReachableAccounts final : public Accounts {
+ public:
+  ReachableAccounts(Accounts& inner, std::function<bool()> down) : inner_(inner), down_(std::move(down)) {}
+
+  BOOL QueryComputerName(std::wstring& out) override { return inner_.QueryComputerName(out); }
+  BOOL FindDomainController(const std::wstring& domain, std::wstring& out) override;
+  BOOL GetUserGlobalGroups(const std::wstring& server, const std::wstring& user,
+                           std::vector<std::wstring>& out) override;
+  BOOL GetUserLocalGroups(const std::wstring& account, std::vector<std::wstring>& out) override;
+  BOOL GetWellKnownGroupName(WellKnownGroup group, std::wstring& name, std::wstring* domain = nullptr) override {
+    return inner_.GetWellKnownGroupName(group, name, domain);
+  }
+
+ private:
+  Accounts& inner_;
+  std::function<bool()> down_;
 };
 
 }  // namespace tv

@@ -49,10 +49,11 @@ class Driver final : public SimObserver {
         rec_(*result, options.keepTimeline,
              options.seconds > 0 ? std::min(options.seconds, scenario.Seconds()) : scenario.Seconds()),
         clock_(options.bootTick, scenario.start),
+        directory_(accounts_, [this] { return sc_.DomainDownAt(sec_); }),
         powerSeam_(*this, power_),
         log_(*this),
         sessions_(*this),
-        env_{.sessions = sessions_, .accounts = accounts_, .power = powerSeam_, .eventLog = log_, .clock = clock_,
+        env_{.sessions = sessions_, .accounts = directory_, .power = powerSeam_, .eventLog = log_, .clock = clock_,
              .keys = keys_},
         end_(options.seconds > 0 ? std::min(options.seconds, scenario.Seconds()) : scenario.Seconds()),
         cache_(kIdSlots, nullptr),
@@ -188,6 +189,22 @@ class Driver final : public SimObserver {
     return s.domain.empty() ? sc_.computer : s.domain;
   }
 
+  // What the session's logon token says of its groups: the domain's groups under the domain's
+  // name, the server's own under BUILTIN (the built-in ones) or the server's name.
+  std::vector<TokenGroup> TokenGroupsOf(const ScenarioSession& s) const {
+    static constexpr const wchar_t* kBuiltIn[] = {L"Users", L"Administrators", L"Guests", L"Remote Desktop Users"};
+    auto local = [&](const std::wstring& g) {
+      for (const wchar_t* b : kBuiltIn) {
+        if (g == b) return TokenGroup{L"BUILTIN", g};
+      }
+      return TokenGroup{sc_.computer, g};
+    };
+    std::vector<TokenGroup> out;
+    for (const std::wstring& g : s.globalGroups) out.push_back(s.domain.empty() ? local(g) : TokenGroup{s.domain, g});
+    for (const std::wstring& g : s.localGroups) out.push_back(local(g));
+    return out;
+  }
+
   void SetUpAccounts() {
     accounts_.SetMachineName(sc_.computer);
     for (const ScenarioSession& s : sc_.sessions) {
@@ -248,6 +265,7 @@ class Driver final : public SimObserver {
     table_->SetTimeSource([this] { return clock_.LocalFileTime(); });
     for (const ScenarioSession& s : sc_.sessions) {
       if (s.console) table_->SetConsoleSession(s.id);
+      if (s.token) table_->SetTokenGroups(ReportedDomain(s), s.user, TokenGroupsOf(s));
     }
     sessions_.Attach(table_.get());
     clock_.SetTickCount(opt_.bootTick);
@@ -534,6 +552,7 @@ class Driver final : public SimObserver {
   SimulatedClock clock_;
   FixedTimeZone zone_{0};
   SimulatedAccounts accounts_;
+  ReachableAccounts directory_;
   SimulatedPower power_;
   ObservingPower powerSeam_;
   ObservingEventLog log_;

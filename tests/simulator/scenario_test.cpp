@@ -34,7 +34,10 @@ TEST(Scenario, ReadsDeclarationsTimesAndUntilInAnyOrderOfLines) {
       L"Mon 08:00:30 logon 2\n"
       L"2024-01-18 23:59:59 logoff 2\n"
       L"Wed 12:00 lock 7 until 13:15\n"
-      L"Wed 13:30 idle 7 until Thu 08:00\n");
+      L"Wed 13:30 idle 7 until Thu 08:00\n"
+      L"session 4 user=kim domain=CORP token\n"
+      L"Thu 08:00 domain down until 08:45\n"
+      L"Wed 23:30 domain down until Thu 00:15\n");
   EXPECT_EQ(s.days, 9);
   EXPECT_EQ(s.computer, L"TS9");
   EXPECT_EQ(s.start.dayOfWeek, 3);
@@ -58,6 +61,15 @@ TEST(Scenario, ReadsDeclarationsTimesAndUntilInAnyOrderOfLines) {
   EXPECT_EQ(s.events[5].at, 5 * 86400 + 8 * 3600 + 30);
   EXPECT_EQ(s.events[6].at, 9 * 86400 - 1);  // the last second of the last day
   EXPECT_EQ(ScenarioTime(s, s.events[6].at).day, 18);
+  // Outages by start; the domain is down from the first second up to, not including, the last.
+  EXPECT_TRUE(s.FindSession(4)->token);
+  EXPECT_FALSE(alice->token);
+  ASSERT_EQ(s.outages.size(), 2u);
+  EXPECT_EQ(s.outages[0].from, 23 * 3600 + 30 * 60);
+  EXPECT_TRUE(s.DomainDownAt(86400 + 15 * 60 - 1));
+  EXPECT_FALSE(s.DomainDownAt(86400 + 15 * 60));
+  EXPECT_TRUE(s.DomainDownAt(86400 + 8 * 3600));
+  EXPECT_FALSE(s.DomainDownAt(86400 + 8 * 3600 + 45 * 60));
   // An empty scenario is valid: a week with nobody on the server.
   EXPECT_EQ(MustParse(L"").Seconds(), 7 * 86400);
 }
@@ -106,6 +118,10 @@ TEST(Scenario, SyntaxErrorsNameTheLine) {
       {L"generate seed=4", L"t.txt:2: generate needs sessions=N"},
       {L"generate sessions=5001", L"t.txt:2: generate takes sessions=1..5000"},
       {L"generate sessions=10 days=8", L"t.txt:2: generate takes sessions=1..5000"},
+      {L"generate sessions=10 kind=kiosk", L"t.txt:2: generate takes sessions=1..5000"},
+      {L"Mon 08:00 domain down", L"t.txt:2: a domain outage reads 'Mon 08:00 domain down until 08:45'"},
+      {L"Mon 08:00 domain up until 09:00", L"t.txt:2: a domain outage reads"},
+      {L"Mon 08:00 domain down until 07:00", L"t.txt:2: 'until' must be later than the outage's start"},
   };
   for (const Case& c : cases) ExpectError(head + c.line + L"\n", c.expected);
   // The limits that keep a generated scenario small are checked before anything is generated.

@@ -4,8 +4,11 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <algorithm>
+#include <set>
 #include <string>
 
+#include "service/service_log.h"
 #include "settings/my_opts.h"
 #include "sim_fixture.h"
 #include "simulator/report.h"
@@ -121,6 +124,45 @@ TEST(TimelineGolden, ThousandUsersAcrossTheTickWrap) {
   SimulatorOptions options;
   options.bootTick = 0xFFFFFFFFu - 100000000u;
   ExpectGolden({"1,000 users, seed 7", 0xeb0302a5c4c4db38ull, 2777, 3543}, Generated(1000, 7), keys, options);
+}
+
+TEST(TimelineGolden, TerminalServerWeekWithRemoteReturnsAndNoDomainControllerEachMorning) {
+  // Users who close the remote window and come back over the network, the domain controller out
+  // of reach during every weekday's log-on storm, and one user in ten whose token cannot be read.
+  MemKeyStore keys;
+  test::WriteSettings(keys, 30, 5, [](MyOpts& o) {
+    OfficeRules(o);
+    o.LogoffStaleCount = 50;
+    o.ApplyTo = {L"Domain Users"};
+    o.Exclude = {L"Domain Admins"};
+  });
+  const Scenario scenario =
+      test::MustParse(L"start 2024-01-08\ndays 7\ngenerate sessions=60 seed=7 days=7 kind=terminal-server\n");
+  SimulationResult result;
+  std::wstring error;
+  ASSERT_TRUE(RunSimulation(scenario, keys, {}, &result, &error)) << testing::PrintToString(error);
+  // Whatever the domain controller did, no administrator was ever logged off; those whose groups
+  // could not be had at all were spared and said so, and only during an outage.
+  std::set<std::wstring> admins;
+  for (const ScenarioSession& s : scenario.sessions) {
+    if (std::count(s.globalGroups.begin(), s.globalGroups.end(), L"Domain Admins")) admins.insert(s.domain + L"\\" + s.user);
+  }
+  ASSERT_FALSE(admins.empty());
+  int undecided = 0, remoteReturns = 0;
+  for (const TimelineEntry& e : result.timeline) {
+    if (e.kind == TimelineEntry::Kind::kService && (e.eventId == evt::kLoggedOff || e.eventId == evt::kStaleLoggedOff))
+      EXPECT_FALSE(admins.count(e.account)) << testing::PrintToString(e.account);
+    if (e.eventId == evt::kSkippedGroupsUnknown) {
+      ++undecided;
+      EXPECT_TRUE(scenario.DomainDownAt(e.at)) << e.at;
+    }
+    if (e.kind == TimelineEntry::Kind::kUser && e.text.find(L"reconnects") != std::wstring::npos) ++remoteReturns;
+  }
+  EXPECT_GT(undecided, 0);
+  EXPECT_GT(remoteReturns, 0);
+  const std::string text = FormatTimeline(scenario, result) + FormatSummary(scenario, result);
+  EXPECT_EQ(Fnv1a(text), 0x38089b5ab54ddc88ull) << "new digest 0x" << std::hex << Fnv1a(text) << std::dec << " ("
+                                 << result.summary.warnings << " warnings, " << result.summary.logoffs << " log-offs)";
 }
 
 }  // namespace
