@@ -74,6 +74,39 @@ std::vector<Policy> MakePolicies() {
                {Switch("MonitorKB", 1, "Keyboard input"), Switch("MonitorMouse", 1, "Mouse input"),
                 Switch("MonitorCPU", 0, "Processor load"),
                 {"PercentCPU", Kind::kDecimal, 1, 100, 25, "Processor load above (percent):", false, {}}}});
+  p.push_back({"KeepAliveAudio", "Sound keeps a session active",
+               "Enabled: while a program in a session plays or records sound (a call with its microphone open, a "
+               "video with its sound), the session counts as active, even without keyboard or mouse input. A sound "
+               "stream that is open but silent or paused does not count. Each session is judged by its own sound "
+               "only: one user's video does not keep another user's session alive.\n\n"
+               "Every session kept this way at its idle time is written to the event log (event 64), once for "
+               "each idle stretch.",
+               Switch("KeepAliveAudio", 0, ""), {}});
+  p.push_back({"KeepAlivePresentation", "Presentations and full-screen programs keep a session active",
+               "Enabled: while a session is in presentation mode, or shows a full-screen video, game or slide "
+               "show, it counts as active, even without keyboard or mouse input. Only that session is kept.\n\n"
+               "Every session kept this way at its idle time is written to the event log (event 64), once for "
+               "each idle stretch.",
+               Switch("KeepAlivePresentation", 0, ""), {}});
+  p.push_back({"KeepAliveProcesses", "Programs that keep a session active",
+               "Program file names, one per line, such as render.exe; one * at the end stands for any rest (render* "
+               "covers render64.exe). Case does not matter. While one of them runs in a session, that session is "
+               "neither warned nor logged off when it reaches its idle time, even when it is locked or "
+               "disconnected. Once the program has ended, the session is warned at its next idle time and logged "
+               "off after the countdown as usual. Other users' sessions are not affected.\n\n"
+               "Give the file name alone: an entry with a folder (C:\\Tools\\render.exe), with a wildcard anywhere "
+               "but at the end, a lone *, or longer than a file name is ignored, and the service names it in the "
+               "event log (event 26). Every session kept by a program is written to the event log (event 64) with "
+               "the program's name, once for each idle stretch.\n\n"
+               "Not Configured (while \"Log off idle sessions\" is Enabled or Disabled): the list is empty, and no "
+               "program keeps a session active.",
+               std::nullopt, {{"KeepAliveProcesses", Kind::kList, 0, 0, 0, "Program names:", true, {}}}});
+  p.push_back({"IdleFromFirstInput", "Idle time starts at the first input (kiosks)",
+               "Enabled: a session's idle time starts at its first keyboard or mouse input, not at the log-on. A "
+               "session nobody has touched since it began is neither warned nor logged off, so a kiosk that logs "
+               "on by itself at start-up is not logged off and on again in a loop. The wait is written to the "
+               "event log (event 64) once. After the first input the usual idle time, warning and log-off apply.",
+               Switch("IdleFromFirstInput", 0, ""), {}});
   p.push_back({"LogoffStale", "Log off stale sessions",
                "Enabled: a cap on the number of sessions, not a rule about idle ones. Whenever a user logs on, "
                "connects or unlocks a session and more sessions are watched than the given number, the sessions "

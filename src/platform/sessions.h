@@ -222,6 +222,15 @@ class Sessions {
     return Fail(err::kProcNotFound);
   }
 
+  // The image names ("render.exe") of the processes that run in session `id` now, in no
+  // particular order; a name more than once when the program runs more than once. The base
+  // answers "not available".
+  virtual BOOL EnumerateSessionProcesses(SessionId id, std::vector<std::wstring>& out) {
+    (void)id;
+    (void)out;
+    return Fail(err::kProcNotFound);
+  }
+
   // Session-change messages for the caller's own session, sent to `window` (a window handle).
   virtual BOOL RegisterSessionNotification(void* window) = 0;
   virtual BOOL UnregisterSessionNotification(void* window) = 0;

@@ -27,6 +27,8 @@ constexpr EventTextEntry kTexts[] = {
                  L"%5. Without activity it is logged off in %6 minute(s).\r\n"},
     {0x60000023, L"At the log-off of the user '%1', session %2 had been idle for %3 minute(s); it was %4 and %5, "
                  L"and %6.\r\n"},
+    {0x60000040, L"Tarnvale did not warn or log off the user '%1' at the idle time-out, because %2. It looks again "
+                 L"after the next time-out.\r\n"},
     {0xa000000c, L"Tarnvale did not start monitoring because Tarnvale was not enabled at that time.\r\n"},
     {0xa000000d, L"Tarnvale did not process a logon event because Tarnvale was not enabled at that time.\r\n"},
     {0xa000000e, L"Tarnvale did not process the idle timeout for user '%1' because Tarnvale was not enabled at that "

@@ -27,6 +27,8 @@ inline constexpr DWORD kWarningShown = 0x60000022;
 // Beside each log-off: %1 account, %2 session, %3 idle minutes, %4 connect state, %5 locked or
 // not, %6 whether a warning had been shown
 inline constexpr DWORD kLogoffDetails = 0x60000023;
+// A session at its idle mark kept by a source other than input: %1 account, %2 the source
+inline constexpr DWORD kKeptAlive = 0x60000040;
 inline constexpr DWORD kNotEnabledAtStart = 0xa000000c;
 inline constexpr DWORD kNotEnabledAtLogon = 0xa000000d;
 inline constexpr DWORD kNotEnabledAtTimeout = 0xa000000e;   // %1 account

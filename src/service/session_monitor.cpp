@@ -214,6 +214,7 @@ bool SessionMonitor::Round(RoundSignal signal, Tick now) {
       lastActivity_.store(now);
       idleSince_ = now;
       warning_.store(false);
+      keepAlive_.OnInput();
       break;
     case RoundSignal::kCancel:
       return End();
@@ -245,8 +246,10 @@ SessionMonitor::Next SessionMonitor::OnTimeout(Tick now) {
   const Tick elapsed = now - lastActivity_.load();  // unsigned: survives the wrap after 49.7 days
   const bool warning = warning_.load();
   // The whole warning time went by unseen (the computer slept): no point in warning now.
-  if (!warning && Reached(elapsed, std::uint64_t(timeoutMin_) + messageMin_)) return Next::kLogoffStep;
-  if (!Reached(elapsed, warning ? messageMin_ : timeoutMin_)) return Next::kStay;
+  const bool sleptThrough = !warning && Reached(elapsed, std::uint64_t(timeoutMin_) + messageMin_);
+  if (!sleptThrough && !Reached(elapsed, warning ? messageMin_ : timeoutMin_)) return Next::kStay;
+  if (KeptAlive(now)) return Next::kStay;
+  if (sleptThrough) return Next::kLogoffStep;
 
   const auto opts = context_.CurrentSettings();
   if (!opts->Enable) {
@@ -338,6 +341,23 @@ bool SessionMonitor::ScheduleForbids(const MyOpts& opts, DWORD aheadSeconds) con
   const std::int32_t remaining = opts.GetScheduleObj().GetSecondsRemaining(at, error, 256, zone);
   // A schedule that cannot be read never stops the log-off.
   return remaining < 0 && remaining != Schedule::kUnreadable;
+}
+
+bool SessionMonitor::KeptAlive(Tick now) {
+  const auto opts = context_.CurrentSettings();
+  // Switched off, the log-off spares nobody, so there is no sparing to write either.
+  if (!opts->Enable) return false;
+  std::wstring program;
+  const KeepSource source = keepAlive_.Check(*opts, Env().sessions, session_, program);
+  if (source == KeepSource::kNone) return false;
+  if (keepAlive_.TakeReport(source, program)) {
+    LogEvent2(Env().eventLog, evt::kKeptAlive, account_, KeepAlive::Describe(source, program));
+  }
+  // The next look comes a whole time-out later, so a finished job is followed by the normal
+  // warning and countdown. A warning in progress is void: the session is in use.
+  lastActivity_.store(now);
+  warning_.store(false);
+  return true;
 }
 
 void SessionMonitor::ReportScheduleInactive() {

@@ -13,6 +13,7 @@
 #include "platform/sessions.h"
 #include "platform/types.h"
 #include "service/agent_restart.h"
+#include "service/keep_alive.h"
 #include "service/service_env.h"
 #include "service/session_signals.h"
 #include "settings/watch_reasons.h"
@@ -141,6 +142,9 @@ class SessionMonitor {
   bool NoSignals();
   // Whether the schedule says "inactive" `aheadSeconds` from now.
   bool ScheduleForbids(const MyOpts& opts, DWORD aheadSeconds) const;
+  // Whether a source other than input keeps the session at its idle mark; if so the idle clock
+  // starts again from `now` and the sparing is written once per idle stretch.
+  bool KeptAlive(Tick now);
   // Logs 0xa0000019 once per inactive stretch.
   void ReportScheduleInactive();
   // Takes Timeout and MessageTimeout from the live settings.
@@ -177,6 +181,7 @@ class SessionMonitor {
   std::unique_ptr<SessionProcess> agent_;
   bool agentDown_ = false;
   AgentRestartPolicy restart_;
+  KeepAlive keepAlive_;
   // Read by MsUntilDue from whichever thread drives the monitor, written at each decision.
   std::atomic<DWORD> timeoutMin_{0};
   std::atomic<DWORD> messageMin_{0};

@@ -22,7 +22,7 @@ constexpr const wchar_t* kOtherValues[] = {L"NotConfigured", L"Config", L"ImpExp
                                            L"SessionsMaximumTime", L"LastLogoff"};
 constexpr const wchar_t* kTextValues[] = {L"Schedule", L"MessageText", L"MessageTextIfLocked"};
 // The service's record of why each session is watched (watch_reasons.h) sits beside the lists.
-constexpr const wchar_t* kSubKeys[] = {L"ApplyTo", L"Exclude", L"Sessions"};
+constexpr const wchar_t* kSubKeys[] = {L"ApplyTo", L"Exclude", L"KeepAliveProcesses", L"Sessions"};
 
 template <class Range>
 bool Listed(const std::wstring& name, const Range& names) {

@@ -21,6 +21,7 @@ constexpr int kBuiltInMessageLocked = 101;
 // Where the record's lists live, below its key.
 constexpr const wchar_t* kApplyToKey = L"ApplyTo";
 constexpr const wchar_t* kExcludeKey = L"Exclude";
+constexpr const wchar_t* kKeepAliveProcessesKey = L"KeepAliveProcesses";
 
 Accounts& SystemAccounts() {
   static const std::unique_ptr<Accounts> accounts = CreateSystemAccounts();
@@ -94,6 +95,10 @@ void MyOpts::Reset() {
   Shutdown = 0;
   ShutdownTimeout = 10;
   ShutdownAction = kActionSleep;
+  KeepAliveAudio = 0;
+  KeepAlivePresentation = 0;
+  KeepAliveProcesses.clear();
+  IdleFromFirstInput = 0;
 }
 
 void MyOpts::CopyFrom(const CSOptsLoader& other) {
@@ -121,6 +126,10 @@ void MyOpts::CopyFrom(const CSOptsLoader& other) {
   Shutdown = o->Shutdown;
   ShutdownTimeout = o->ShutdownTimeout;
   ShutdownAction = o->ShutdownAction;
+  KeepAliveAudio = o->KeepAliveAudio;
+  KeepAlivePresentation = o->KeepAlivePresentation;
+  KeepAliveProcesses = o->KeepAliveProcesses;
+  IdleFromFirstInput = o->IdleFromFirstInput;
 }
 
 void MyOpts::CopyGPOFrom(const MyOpts& other) {
@@ -140,13 +149,15 @@ int MyOpts::IsDifferent(const CSOptsLoader& other) const {
       LogoffStale != o->LogoffStale || LogoffStaleCount != o->LogoffStaleCount || FullScreen != o->FullScreen ||
       MonitorKB != o->MonitorKB || MonitorMouse != o->MonitorMouse || MonitorCPU != o->MonitorCPU ||
       PercentCPU != o->PercentCPU || Shutdown != o->Shutdown || ShutdownTimeout != o->ShutdownTimeout ||
-      ShutdownAction != o->ShutdownAction || UseSchedule != o->UseSchedule) {
+      ShutdownAction != o->ShutdownAction || UseSchedule != o->UseSchedule || KeepAliveAudio != o->KeepAliveAudio ||
+      KeepAlivePresentation != o->KeepAlivePresentation || IdleFromFirstInput != o->IdleFromFirstInput) {
     return 1;
   }
   if (std::wcscmp(GetSchedule(), o->GetSchedule()) != 0) return 1;
   if (std::wcscmp(MessageText, o->MessageText) != 0) return 1;
   if (std::wcscmp(MessageTextIfLocked, o->MessageTextIfLocked) != 0) return 1;
   if (!SameSet(ApplyTo, o->ApplyTo) || !SameSet(Exclude, o->Exclude)) return 1;
+  if (!SameSet(KeepAliveProcesses, o->KeepAliveProcesses)) return 1;
   return 0;
 }
 
@@ -233,6 +244,9 @@ BOOL MyOpts::ReadValues(const RegKey& key, Source source) {
   read(L"ShutdownTimeout", ShutdownTimeout);
   read(L"ShutdownAction", ShutdownAction);
   read(L"UseSchedule", UseSchedule);
+  read(L"KeepAliveAudio", KeepAliveAudio);
+  read(L"KeepAlivePresentation", KeepAlivePresentation);
+  read(L"IdleFromFirstInput", IdleFromFirstInput);
   if (ShutdownAction < kActionSleep || ShutdownAction > kActionShutdown) ShutdownAction = kActionSleep;
   if (source == Source::kGpo) {
     // A GPO is edited with other tools too; the local key is trusted as the utility wrote it.
@@ -264,6 +278,16 @@ BOOL MyOpts::ReadValues(const RegKey& key, Source source) {
         if (GetLastErrorCode() != err::kFileNotFound) failed();
         list->clear();
       }
+    }
+  }
+  // Not an account list: skipAccountLists leaves it to be read. A missing subkey is no program.
+  {
+    RegKey listKey(key, kKeepAliveProcessesKey, false);
+    if (listKey.IsOpen()) {
+      if (!ReadNumberedList(listKey, KeepAliveProcesses)) failed();
+    } else {
+      if (GetLastErrorCode() != err::kFileNotFound) failed();
+      KeepAliveProcesses.clear();
     }
   }
   if (failure != err::kSuccess) return Fail(failure);
@@ -316,7 +340,7 @@ BOOL MyOpts::StoreMissingDefaults() {
   return kTrue;
 }
 
-std::array<MyOpts::NamedNumber, 15> MyOpts::NumberValues() const {
+std::array<MyOpts::NamedNumber, 18> MyOpts::NumberValues() const {
   return {{
       {L"Enable", static_cast<DWORD>(Enable)},
       {L"Timeout", Timeout},
@@ -333,6 +357,9 @@ std::array<MyOpts::NamedNumber, 15> MyOpts::NumberValues() const {
       {L"ShutdownTimeout", ShutdownTimeout},
       {L"ShutdownAction", ShutdownAction},
       {L"UseSchedule", static_cast<DWORD>(UseSchedule)},
+      {L"KeepAliveAudio", static_cast<DWORD>(KeepAliveAudio)},
+      {L"KeepAlivePresentation", static_cast<DWORD>(KeepAlivePresentation)},
+      {L"IdleFromFirstInput", static_cast<DWORD>(IdleFromFirstInput)},
   }};
 }
 
@@ -343,7 +370,8 @@ void MyOpts::WriteValues(RegKey& key, bool tempForm) {
   (void)key.PutStr(L"Schedule", GetSchedule());
   (void)key.PutStr(L"MessageText", MessageText);
   (void)key.PutStr(L"MessageTextIfLocked", MessageTextIfLocked);
-  for (auto [name, list] : {std::pair{kApplyToKey, &ApplyTo}, std::pair{kExcludeKey, &Exclude}}) {
+  for (auto [name, list] : {std::pair{kApplyToKey, &ApplyTo}, std::pair{kExcludeKey, &Exclude},
+                            std::pair{kKeepAliveProcessesKey, &KeepAliveProcesses}}) {
     RegKey listKey(key, name, true);
     if (listKey.IsOpen()) (void)WriteNumberedList(listKey, *list);
   }

@@ -88,6 +88,13 @@ class MyOpts : public BoolOpts {
   BOOL Shutdown = 0;
   DWORD ShutdownTimeout = 10;
   DWORD ShutdownAction = kActionSleep;
+  // Sources of activity besides input (all off by default): sound in the session, a
+  // presentation or full-screen program, a listed program running; and a kiosk's idle time that
+  // starts at the session's first input.
+  BOOL KeepAliveAudio = 0;
+  BOOL KeepAlivePresentation = 0;
+  StrList KeepAliveProcesses;
+  BOOL IdleFromFirstInput = 0;
 
   // The defaults: flag word 0, the values above, no schedule, empty texts, ApplyTo = the
   // computer's names of Users, Guests and Remote Desktop Users (a name that cannot be looked up
@@ -166,7 +173,7 @@ class MyOpts : public BoolOpts {
   // The numeric settings by value name with their values, in the order the registry key and the
   // GPO both get them.
   using NamedNumber = std::pair<const wchar_t*, DWORD>;
-  std::array<NamedNumber, 15> NumberValues() const;
+  std::array<NamedNumber, 18> NumberValues() const;
 
  private:
   enum class Source { kLocal, kTemp, kGpo };

@@ -110,6 +110,7 @@ BOOL MyOpts::StoreToGpo() {
   written = written && gpo.SetStr(MessageTextIfLocked, L"MessageTextIfLocked", enabled);
   written = written && gpo.SetStrList(ApplyTo, L"ApplyTo", enabled);
   written = written && gpo.SetStrList(Exclude, L"Exclude", enabled);
+  written = written && gpo.SetStrList(KeepAliveProcesses, L"KeepAliveProcesses", enabled);
   // Half-written changes are not saved: the GPO keeps what it had.
   if (!written) return kFalse;
   if (!gpo.Save(kScopeComputer)) return Fail(static_cast<ErrorCode>(gpo.GetResult()));

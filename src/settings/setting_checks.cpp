@@ -5,6 +5,7 @@
 #include "foundation/utf16.h"
 #include "settings/my_opts.h"
 #include "settings/policy.h"
+#include "settings/program_names.h"
 #include "settings/reg_key.h"
 #include "settings/schedule_grid.h"
 
@@ -100,6 +101,18 @@ std::vector<SettingProblem> CheckSettingsForService(MyOpts& opts, KeyStore& stor
       // Only blanks or empty periods: no half hour is active, which counts as no schedule.
       out.push_back({L"Schedule", L"leaves no half hour of the week active; the log-off stays in force at all times"});
     }
+  }
+  // An entry that cannot name a program is dropped, so that it matches nothing; the rest of the
+  // list still keeps its sessions alive.
+  auto& programs = opts.KeepAliveProcesses;
+  for (auto it = programs.begin(); it != programs.end();) {
+    const std::wstring problem = ProgramNameProblem(*it);
+    if (problem.empty()) {
+      ++it;
+      continue;
+    }
+    out.push_back({L"KeepAliveProcesses", problem + L"; that entry is ignored"});
+    it = programs.erase(it);
   }
   return out;
 }

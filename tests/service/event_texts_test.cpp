@@ -23,7 +23,8 @@ TEST(EventTexts, EveryEntryTheServiceWritesHasItsText) {
       evt::kLogoffFailed,       evt::kAgentStartFailed,     evt::kShutdownFailed,      evt::kSuspendFailed,
       evt::kStaleLogoffFailed,  evt::kSettingUnusable,      evt::kQuitWorkReceived,    evt::kAgentRestarted,
       evt::kHooksReinstalled,   evt::kObjectExisted,        evt::kAgentGaveUp,         evt::kSkippedGroupsUnknown,
-      evt::kDecidedWithoutGroups, evt::kWarningShown,          evt::kLogoffDetails,       evt::kWarningNotShown};
+      evt::kDecidedWithoutGroups, evt::kWarningShown,          evt::kLogoffDetails,       evt::kWarningNotShown,
+      evt::kKeptAlive};
   // Each is one line ending as the message compiler leaves it, and the table is in identifier order.
   for (DWORD id : written) {
     const std::wstring t = FindEventText(id) ? FindEventText(id) : L"";

@@ -185,7 +185,9 @@ TEST_F(MyOptsTest, RecordingModeListsEveryValueUnderOneKeyLine) {
             L"KeepLastActiveUser=dword:00000000\r\nFullScreen=dword:00000000\r\nMonitorKB=dword:00000001\r\n"
             L"MonitorMouse=dword:00000001\r\nMonitorCPU=dword:00000000\r\nPercentCPU=dword:00000019\r\n"
             L"Shutdown=dword:00000000\r\nShutdownTimeout=dword:0000000A\r\nShutdownAction=dword:00000001\r\n"
-            L"UseSchedule=dword:00000000\r\nSchedule=Mon 8:00-9:00, \r\nMessageText=\r\nMessageTextIfLocked=\r\n"
+            L"UseSchedule=dword:00000000\r\nKeepAliveAudio=dword:00000000\r\n"
+            L"KeepAlivePresentation=dword:00000000\r\nIdleFromFirstInput=dword:00000000\r\n"
+            L"Schedule=Mon 8:00-9:00, \r\nMessageText=\r\nMessageTextIfLocked=\r\n"
             L"Options=dword:00000000\r\n");
   EXPECT_FALSE(HasKey(kAppKey));
 }

@@ -45,7 +45,7 @@ TEST_F(PolicyTemplatesTest, EveryValueTheRecordStoresIsOfferedOnceWithItsTypeAnd
   for (DWORD i = 0; key.GetValueByIndex(i, &name, &type); ++i) {
     if (name != L"Options") stored[name] = type;  // the flag word is the service's, not a setting
   }
-  for (const wchar_t* list : {L"ApplyTo", L"Exclude"}) {
+  for (const wchar_t* list : {L"ApplyTo", L"Exclude", L"KeepAliveProcesses"}) {
     if (RegKey(key, list, false).IsOpen()) stored[list] = 0;
   }
 

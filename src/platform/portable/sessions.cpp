@@ -11,6 +11,19 @@ std::wstring StationName(SessionId id, bool console) {
   return console ? std::wstring(L"Console") : L"RDP-Tcp#" + std::to_wstring(id);
 }
 
+// The program a command line starts, as a process list names it: the first token (quoted or
+// not) without its folder.
+std::wstring ImageOf(const std::wstring& commandLine) {
+  std::wstring path;
+  if (!commandLine.empty() && commandLine[0] == L'"') {
+    path = commandLine.substr(1, commandLine.find(L'"', 1) - 1);
+  } else {
+    path = commandLine.substr(0, commandLine.find(L' '));
+  }
+  const std::size_t slash = path.find_last_of(L"\\/");
+  return slash == std::wstring::npos ? path : path.substr(slash + 1);
+}
+
 // Windows matches account names without regard to case.
 std::wstring AccountKey(const std::wstring& domain, const std::wstring& user) {
   std::wstring key = domain + L"\\" + user;
@@ -355,6 +368,7 @@ BOOL SimulatedSessions::StartLocked(SessionId id, const std::wstring& commandLin
     if (last == 0) {
       auto state = std::make_shared<ProcessState>();
       state->session = id;
+      state->image = ImageOf(commandLine);
       processes_.push_back(state);
       starts_.push_back(
           {id, commandLine, attempt, true, static_cast<int>(processes_.size() - 1), SessionLaunchRequest(commandLine)});
@@ -372,6 +386,28 @@ void SimulatedSessions::EndProcess(int process, DWORD exitCode) {
   if (process < 0 || static_cast<size_t>(process) >= processes_.size()) return;
   ProcessState& p = *processes_[static_cast<size_t>(process)];
   if (p.running.exchange(false)) p.exitCode.store(exitCode);
+}
+
+int SimulatedSessions::RunProgram(SessionId id, const std::wstring& image) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  auto state = std::make_shared<ProcessState>();
+  state->session = id;
+  state->image = image;
+  processes_.push_back(std::move(state));
+  return static_cast<int>(processes_.size() - 1);
+}
+
+BOOL SimulatedSessions::EnumerateSessionProcesses(SessionId id, std::vector<std::wstring>& out) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  ++listings_;
+  Session* s = nullptr;
+  if (!Enter(Op::kEnumProcesses, id, s)) return kFalse;
+  std::vector<std::wstring> names;
+  for (const auto& p : processes_) {
+    if (p->session == id && p->running.load()) names.push_back(p->image);
+  }
+  out.swap(names);
+  return kTrue;
 }
 
 bool SimulatedSessions::ProcessRunning(int process) const {

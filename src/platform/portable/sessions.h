@@ -33,6 +33,7 @@ class SimulatedSessions final : public Sessions {
     kStartAttempt,  // one attempt of StartInSession; a start fails only when all attempts fail
     kRegisterNotification,
     kQueryGroups,
+    kEnumProcesses,
   };
 
   struct LoggedOff {
@@ -87,6 +88,9 @@ class SimulatedSessions final : public Sessions {
   // Until a test gives them, QueryTokenGroups fails with err::kNotFound, as when the token
   // cannot be read.
   void SetTokenGroups(const std::wstring& domain, const std::wstring& user, std::vector<TokenGroup> groups);
+  // Program `image` ("render.exe") starts in session `id` as its user would start it; answers the
+  // simulated process, for EndProcess. It ends with its session, as every process does.
+  int RunProgram(SessionId id, const std::wstring& image);
   // Whether simulated process `process` runs.
   bool ProcessRunning(int process) const;
   // Sets the state without any notification.
@@ -118,6 +122,8 @@ class SimulatedSessions final : public Sessions {
   std::vector<ProcessStart> ProcessStarts() const;
   // The session-change notifications queued since the last call, oldest first.
   std::vector<Notification> TakeNotifications();
+  // How often a session's process list was asked for.
+  int ProcessListings() const { return listings_.load(); }
   // User tokens handed out and not closed yet (a leak shows here).
   int OpenTokens() const;
   std::vector<void*> NotificationWindows() const;
@@ -144,6 +150,9 @@ class SimulatedSessions final : public Sessions {
   // "S-1-5-5-0-<n>", a number new with every log-on (AddSession with a user, LogOn).
   BOOL QueryLogonSid(SessionId id, std::wstring& out) override;
   BOOL QueryTokenGroups(SessionId id, std::vector<TokenGroup>& out) override;
+  // The running processes of the session: what was started in it (named by the command line's
+  // program) and what RunProgram started.
+  BOOL EnumerateSessionProcesses(SessionId id, std::vector<std::wstring>& out) override;
   BOOL RegisterSessionNotification(void* window) override;
   BOOL UnregisterSessionNotification(void* window) override;
   BOOL RegisterPolicyNotification(void* event) override;
@@ -158,6 +167,7 @@ class SimulatedSessions final : public Sessions {
   // What a simulated process shares with the SessionProcess its starter holds.
   struct ProcessState {
     SessionId session;
+    std::wstring image;
     std::atomic<bool> running{true};
     std::atomic<DWORD> exitCode{259};
   };
@@ -190,6 +200,7 @@ class SimulatedSessions final : public Sessions {
   std::vector<void*> windows_;
   std::vector<void*> policyEvents_;
   std::atomic<int> openTokens_{0};
+  std::atomic<int> listings_{0};
   std::uintptr_t nextToken_ = 1;
   unsigned nextLogon_ = 1000;
   std::vector<std::shared_ptr<ProcessState>> processes_;

@@ -4,6 +4,7 @@
 #include <sddl.h>
 #include <wtsapi32.h>
 #include <userenv.h>
+#include <tlhelp32.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -26,6 +27,12 @@ using RegisterNotificationFn = BOOL(WINAPI*)(HWND, ::DWORD);
 using UnregisterNotificationFn = BOOL(WINAPI*)(HWND);
 using ActiveConsoleSessionFn = ::DWORD(WINAPI*)();
 using RtlGetVersionFn = LONG(WINAPI*)(OSVERSIONINFOW*);
+using EnumerateProcessesFn = BOOL(WINAPI*)(HANDLE, ::DWORD, ::DWORD, PWTS_PROCESS_INFOW*, ::DWORD*);
+// WTSEnumerateProcessesExW and the freeing call its lists need, which this compiler's headers
+// lack: level 0 rows are WTS_PROCESS_INFOW, freed by type 0 (WTSTypeProcessInfoLevel0).
+using EnumerateProcessesExFn = BOOL(WINAPI*)(HANDLE, ::DWORD*, ::DWORD, LPWSTR*, ::DWORD*);
+using FreeMemoryExFn = BOOL(WINAPI*)(int, PVOID, ULONG);
+using ProcessIdToSessionIdFn = BOOL(WINAPI*)(::DWORD, ::DWORD*);
 
 // WTSSessionInfoEx and the head of its level-1 record, which this compiler's headers lack:
 // Level, then (at the union's 8-byte alignment, for the record's LARGE_INTEGER times)
@@ -113,6 +120,10 @@ class Win32Sessions final : public Sessions {
     register_ = wts_.Get<RegisterNotificationFn>("WTSRegisterSessionNotification");
     unregister_ = wts_.Get<UnregisterNotificationFn>("WTSUnRegisterSessionNotification");
     activeConsole_ = kernel_.Get<ActiveConsoleSessionFn>("WTSGetActiveConsoleSessionId");
+    enumerateProcesses_ = wts_.Get<EnumerateProcessesFn>("WTSEnumerateProcessesW");
+    enumerateEx_ = wts_.Get<EnumerateProcessesExFn>("WTSEnumerateProcessesExW");
+    freeEx_ = wts_.Get<FreeMemoryExFn>("WTSFreeMemoryExW");
+    processSession_ = kernel_.Get<ProcessIdToSessionIdFn>("ProcessIdToSessionId");
     if (!pause_) pause_ = [](DWORD ms) { ::Sleep(ms); };
   }
 
@@ -272,6 +283,59 @@ class Win32Sessions final : public Sessions {
     return kTrue;
   }
 
+  BOOL EnumerateSessionProcesses(SessionId id, std::vector<std::wstring>& out) override {
+    // The filtered listing first: on a terminal server the terminal services pick the session's
+    // few processes out of thousands. Then the whole listing, then the tool-help snapshot, for
+    // systems (and emulators) that answer one of them but not the other.
+    ErrorCode last = err::kProcNotFound;
+    if (enumerateEx_ && freeEx_) {
+      ::DWORD level = 0;
+      LPWSTR rows = nullptr;
+      ::DWORD count = 0;
+      if (enumerateEx_(WTS_CURRENT_SERVER_HANDLE, &level, id, &rows, &count)) {
+        const auto* info = reinterpret_cast<const WTS_PROCESS_INFOW*>(rows);
+        std::vector<std::wstring> names;
+        for (::DWORD i = 0; i < count && info; ++i) {
+          if (info[i].SessionId == id && info[i].pProcessName) names.emplace_back(info[i].pProcessName);
+        }
+        freeEx_(0, rows, count);
+        out.swap(names);
+        return kTrue;
+      }
+      last = LastErrorOr(err::kGenFailure);
+    }
+    if (enumerateProcesses_ && free_) {
+      PWTS_PROCESS_INFOW rows = nullptr;
+      ::DWORD count = 0;
+      if (enumerateProcesses_(WTS_CURRENT_SERVER_HANDLE, 0, 1, &rows, &count)) {
+        UniqueWtsMemory keep(WtsMemory{rows, free_});
+        std::vector<std::wstring> names;
+        for (::DWORD i = 0; i < count && rows; ++i) {
+          if (rows[i].SessionId == id && rows[i].pProcessName) names.emplace_back(rows[i].pProcessName);
+        }
+        out.swap(names);
+        return kTrue;
+      }
+      last = LastErrorOr(err::kGenFailure);
+    }
+    if (processSession_) {
+      UniqueKernelHandle snapshot(::CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
+      if (snapshot.valid()) {
+        PROCESSENTRY32W entry{};
+        entry.dwSize = sizeof(entry);
+        std::vector<std::wstring> names;
+        for (BOOL more = ::Process32FirstW(snapshot.get(), &entry); more; more = ::Process32NextW(snapshot.get(), &entry)) {
+          ::DWORD session = kNoSession;
+          if (processSession_(entry.th32ProcessID, &session) && session == id) names.emplace_back(entry.szExeFile);
+        }
+        out.swap(names);
+        return kTrue;
+      }
+      last = LastErrorOr(err::kGenFailure);
+    }
+    return Fail(last);
+  }
+
   BOOL RegisterSessionNotification(void* window) override {
     if (!register_) return Fail(err::kProcNotFound);
     if (!register_(static_cast<HWND>(window), NOTIFY_FOR_THIS_SESSION)) return Fail(LastErrorOr(err::kGenFailure));
@@ -401,6 +465,10 @@ class Win32Sessions final : public Sessions {
   RegisterNotificationFn register_ = nullptr;
   UnregisterNotificationFn unregister_ = nullptr;
   ActiveConsoleSessionFn activeConsole_ = nullptr;
+  EnumerateProcessesFn enumerateProcesses_ = nullptr;
+  EnumerateProcessesExFn enumerateEx_ = nullptr;
+  FreeMemoryExFn freeEx_ = nullptr;
+  ProcessIdToSessionIdFn processSession_ = nullptr;
 };
 
 }  // namespace
