@@ -85,6 +85,25 @@ TEST(KeepAlive, AProcessListThatCannotBeReadOrAStaleOrderSparesNothing) {
   EXPECT_EQ(v.LoggedOff(), Strings{L"alice"});
 }
 
+TEST(KeepAlive, AStoredEntryThatCannotNameAProgramIsReportedAndTheRestStillKeeps) {
+  ServiceWorld w;
+  w.Configure([](MyOpts& o) { o.KeepAliveProcesses = {L"C:\\Tools\\render.exe", L"*", L"notes.exe"}; });
+  w.sessions.AddSession(1, L"", L"alice");
+  w.sessions.AddSession(2, L"", L"bob");
+  w.sessions.RunProgram(1, L"notes.exe");
+  w.sessions.RunProgram(2, L"render.exe");
+  auto s = w.Start();
+  std::vector<std::wstring> reported;
+  for (const auto& e : w.log.Entries()) {
+    if (e.eventId == evt::kSettingUnusable) reported.push_back(e.strings.at(0) + L": " + e.strings.at(1));
+  }
+  ASSERT_EQ(reported.size(), 2u);
+  EXPECT_NE(reported[0].find(L"KeepAliveProcesses: \"C:\\Tools\\render.exe\" holds a folder"), std::wstring::npos);
+  EXPECT_NE(reported[1].find(L"every program"), std::wstring::npos);
+  s->Run(420);
+  EXPECT_EQ(w.LoggedOff(), Strings{L"bob"});
+}
+
 TEST(KeepAlive, AKiosksIdleClockStartsAtItsFirstInput) {
   ServiceWorld w;
   w.Configure([](MyOpts& o) { o.IdleFromFirstInput = 1; });

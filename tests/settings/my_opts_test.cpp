@@ -226,8 +226,10 @@ TEST_F(MyOptsTest, IsDifferentSeesEachSettingButNotListOrderOrTheBinding) {
       [](MyOpts& o) { std::wcscat(o.MessageTextIfLocked, L" "); },
       [](MyOpts& o) { o.ApplyTo.push_back(L"Staff"); },  // #20: a duplicate leaves the same set
       [](MyOpts& o) { o.ApplyTo.pop_back(); },     [](MyOpts& o) { o.Exclude.push_back(L"x"); },
+      [](MyOpts& o) { o.KeepAliveAudio = 0; },     [](MyOpts& o) { o.KeepAlivePresentation = 0; },
+      [](MyOpts& o) { o.IdleFromFirstInput = 0; }, [](MyOpts& o) { o.KeepAliveProcesses.pop_back(); },
   };
-  ASSERT_EQ(changes.size(), 23u);
+  ASSERT_EQ(changes.size(), 27u);
   for (std::size_t i = 0; i < changes.size(); ++i) {
     MyOpts c(Services());
     c.CopyFrom(b);

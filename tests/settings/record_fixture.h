@@ -54,6 +54,8 @@ inline void FillAll(MyOpts& o) {
   o.Shutdown = 1;
   o.ShutdownTimeout = 120;
   o.ShutdownAction = kActionHibernate;
+  o.KeepAliveAudio = o.KeepAlivePresentation = o.IdleFromFirstInput = 1;
+  o.KeepAliveProcesses = {L"render.exe", L"Zoom*"};
 }
 
 class RecordTest : public ::testing::Test {
