@@ -17,6 +17,7 @@
 
 #include "agent/agent_process.h"
 #include "agent/synthetic_input.h"
+#include "fixtures/wtsapi_standin/standin_location.h"
 #include "fixtures/wtsapi_standin/standin_script.h"
 #include "platform/win32/windows_include.h"
 
@@ -27,10 +28,13 @@ using namespace test;
 
 constexpr wchar_t kService[] = L"Tarnvale";
 constexpr wchar_t kProductKey[] = L"SOFTWARE\\Brellick\\Tarnvale";
+// The test's own keys live below this one.
+constexpr wchar_t kTestRootKey[] = L"SOFTWARE\\TarnvaleTest";
 // Where the computer's own settings wait while the test runs on its own.
 constexpr wchar_t kSavedProductKey[] = L"SOFTWARE\\TarnvaleTest\\SavedSettings";
 // Wine reads a program's own DLL overrides here, in the registry of the prefix: the service's
 // process is started by Wine's service manager, whose environment the test cannot give it.
+constexpr wchar_t kOverrideAppKey[] = L"Software\\Wine\\AppDefaults\\TV64.EXE";
 constexpr wchar_t kOverrideKey[] = L"Software\\Wine\\AppDefaults\\TV64.EXE\\DllOverrides";
 constexpr ::DWORD kSession = 1;
 
@@ -43,16 +47,6 @@ std::wstring SystemFolder() {
   wchar_t folder[MAX_PATH] = {};
   const UINT n = ::GetSystemDirectoryW(folder, MAX_PATH);
   return std::wstring(folder, n < MAX_PATH ? n : 0);
-}
-
-// The stand-in as built, found by its path from the test's own folder.
-std::wstring StandinBuilt() {
-  wchar_t self[MAX_PATH * 2] = {};
-  const ::DWORD n = ::GetModuleFileNameW(nullptr, self, static_cast<::DWORD>(std::size(self)));
-  std::wstring path(self, n);
-  path = path.substr(0, path.find_last_of(L"\\/") + 1);
-  for (const char* p = TV_STANDIN_FROM_TEST; *p; ++p) path.push_back(*p == '/' ? L'\\' : static_cast<wchar_t>(*p));
-  return path + L"\\wtsapi32.dll";
 }
 
 // Whether `path` is one of Wine's own PE libraries, which carry this mark after the DOS header.
@@ -77,6 +71,18 @@ bool KeyExists(HKEY root, const wchar_t* path) {
   if (::RegOpenKeyExW(root, path, 0, KEY_READ, &key) != ERROR_SUCCESS) return false;
   ::RegCloseKey(key);
   return true;
+}
+
+// Deletes the key at `path` when nothing is left in it, so the prefix ends as it began.
+void DeleteIfEmpty(HKEY root, const wchar_t* path) {
+  HKEY key = nullptr;
+  if (::RegOpenKeyExW(root, path, 0, KEY_READ, &key) != ERROR_SUCCESS) return;
+  ::DWORD subkeys = 1, values = 1;
+  const bool empty = ::RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, &subkeys, nullptr, nullptr, &values, nullptr,
+                                        nullptr, nullptr, nullptr) == ERROR_SUCCESS &&
+                     subkeys == 0 && values == 0;
+  ::RegCloseKey(key);
+  if (empty) ::RegDeleteKeyW(root, path);
 }
 
 std::wstring OwnUserName() {
@@ -106,7 +112,7 @@ class StandinPrefix {
     if (IsWineBuiltin(live_) && !::CopyFileW(live_.c_str(), real_.c_str(), FALSE)) return "cannot keep Wine's library";
     if (!IsWineBuiltin(real_)) return "Wine's own terminal-services library is nowhere to be found";
     installed_ = true;
-    if (!::CopyFileW(StandinBuilt().c_str(), live_.c_str(), FALSE)) return "cannot put the stand-in in place";
+    if (!::CopyFileW(StandinLibraryPath().c_str(), live_.c_str(), FALSE)) return "cannot put the stand-in in place";
     if (!SetText(HKEY_CURRENT_USER, kOverrideKey, L"wtsapi32", L"native,builtin")) return "cannot set the override";
 
     wchar_t temp[MAX_PATH] = {};
@@ -146,7 +152,10 @@ class StandinPrefix {
  private:
   void Remove() {
     ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, standin::kScriptKey);
+    DeleteIfEmpty(HKEY_LOCAL_MACHINE, kTestRootKey);
     ::RegDeleteKeyValueW(HKEY_CURRENT_USER, kOverrideKey, L"wtsapi32");
+    DeleteIfEmpty(HKEY_CURRENT_USER, kOverrideKey);
+    DeleteIfEmpty(HKEY_CURRENT_USER, kOverrideAppKey);
     if (installed_ && ::CopyFileW(real_.c_str(), live_.c_str(), FALSE)) ::DeleteFileW(real_.c_str());
     if (!journal_.empty()) ::DeleteFileW(journal_.c_str());
   }
@@ -166,6 +175,7 @@ class OwnSettings {
   ~OwnSettings() {
     ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, kProductKey);
     if (saved_ && Copy(kSavedProductKey, kProductKey)) ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, kSavedProductKey);
+    DeleteIfEmpty(HKEY_LOCAL_MACHINE, kTestRootKey);
   }
 
   // A minute of idleness before the warning, a minute of countdown, and nothing else that could
@@ -293,7 +303,19 @@ TEST_F(ServiceChainUnderWine, InputKeepsTheSessionPastItsMinuteThenTheIdleSessio
   // Nobody answers: the countdown's minute ends in the log-off, and the session's monitor ends,
   // which ends its agent, warning and all.
   const std::string logoff = standin::kLogoffRecord + std::to_string(kSession);
-  ASSERT_TRUE(Eventually([&] { return prefix_.CountRecords(logoff) == 1; }, kMinuteStepLimitMs)) << prefix_.Journal();
+  const ULONGLONG warned = ::GetTickCount64();
+  ULONGLONG boxClosed = 0;
+  const bool loggedOff = Eventually(
+      [&] {
+        if (!boxClosed && !::IsWindow(box)) boxClosed = ::GetTickCount64();
+        return prefix_.CountRecords(logoff) == 1;
+      },
+      kMinuteStepLimitMs);
+  ASSERT_TRUE(loggedOff) << "no log-off; the warning "
+                         << (boxClosed ? "closed " + std::to_string((boxClosed - warned) / 1000) + " s after it opened"
+                                       : std::string("stayed open"))
+                         << ", the agent " << (::IsWindow(agent) ? "runs" : "is gone") << "; journal:\n"
+                         << prefix_.Journal();
   EXPECT_TRUE(Eventually([&] { return !::IsWindow(agent); }, 30000)) << "the agent outlived its session's monitor";
   EXPECT_EQ(prefix_.CountRecords(standin::kLogoffRecord), 1) << prefix_.Journal();
 
