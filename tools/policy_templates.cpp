@@ -13,6 +13,8 @@ constexpr unsigned kDurationMax = 9999;
 constexpr unsigned kMessageChars = 511;
 // The record does not bound the schedule; this is room for a half-hour grid of the whole week.
 constexpr unsigned kScheduleChars = 4095;
+// The record reads an update source of fewer than 2048 characters.
+constexpr unsigned kUpdateSourceChars = 2047;
 constexpr const char* kSupported = "SUPPORTED_Win7_x64";
 constexpr const char* kNamespace = "http://schemas.microsoft.com/GroupPolicy/2006/07/PolicyDefinitions";
 
@@ -145,6 +147,14 @@ std::vector<Policy> MakePolicies() {
                Switch("Shutdown", 0, ""),
                {{"ShutdownTimeout", Kind::kDecimal, 1, kDurationMax, 10, "Minutes with nobody logged on:", true, {}},
                 {"ShutdownAction", Kind::kChoice, 1, 3, 1, "Action:", true, {"Sleep", "Hibernate", "Shutdown"}}}});
+  p.push_back({"UpdateSource", "Update source",
+               "Where Tarnvale's update check (\"Check for updates...\" in the configuration utility, and "
+               "TV64.EXE /CHECK4UPDATES) reads Tarnvale-update.xml, which make package writes beside the package: "
+               "an https:// address or a full file path such as \\\\server\\share\\Tarnvale\\Tarnvale-update.xml. "
+               "The package must stand beside it. Plain http:// is refused unless the address is this computer.\n\n"
+               "This policy applies even while \"Log off idle sessions\" is Not Configured. Empty or Not "
+               "Configured: the computer's own setting; without one, the check contacts nobody.",
+               std::nullopt, {{"UpdateSource", Kind::kText, 0, kUpdateSourceChars, 0, "Manifest address or path:", true, {}}}});
   return p;
 }
 

@@ -14,6 +14,7 @@
 #include "entry/service_install.h"
 #include "foundation/cmdline.h"
 #include "foundation/object_names.h"
+#include "update/update_command.h"
 
 namespace tv {
 namespace {
@@ -35,6 +36,7 @@ struct Switch {
 // whole-line match keeps apart.
 constexpr Switch kSwitches[] = {
     {L"/CHECK4UPDATES", Match::kWhole, RunMode::kCheckForUpdates},
+    {L"/CHECK4UPDATES /quiet", Match::kWhole, RunMode::kCheckForUpdatesQuiet},
     {L"/monitor", Match::kPrefix, RunMode::kMonitor},
     {L"/msg", Match::kPrefix, RunMode::kMessage},
     {L"/uninstall-msi", Match::kWhole, RunMode::kUninstallMsi},
@@ -162,8 +164,10 @@ RunRequest ParseRunMode(const wchar_t* commandLine) {
 
 int DispatchRunMode(const RunRequest& request, ServiceInstaller* installer) {
   switch (request.mode) {
-    case RunMode::kNone:
     case RunMode::kCheckForUpdates:
+    case RunMode::kCheckForUpdatesQuiet:
+      return RunSystemUpdateCommand(request.mode == RunMode::kCheckForUpdatesQuiet, nullptr);
+    case RunMode::kNone:
     case RunMode::kUserLoad:
     case RunMode::kUserUnload:
       return 0;

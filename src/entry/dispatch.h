@@ -14,7 +14,8 @@ class ServiceInstaller;
 // The run modes, in the order their switches are tried.
 enum class RunMode {
   kNone,             // nothing matched (or an empty line): exit code 0
-  kCheckForUpdates,  // "/CHECK4UPDATES": left to the update checker
+  kCheckForUpdates,  // "/CHECK4UPDATES": the update check, its result shown with an offer to install
+  kCheckForUpdatesQuiet,  // "/CHECK4UPDATES /quiet": the check and its event-log entry only
   kMonitor,          // "/monitor:<n>": the agent of session n
   kMessage,          // "/msg:<n>": the warning for session n
   kUninstallMsi,     // "/uninstall-msi": tell the service to quit its work

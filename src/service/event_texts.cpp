@@ -27,6 +27,10 @@ constexpr EventTextEntry kTexts[] = {
                  L"%5. Without activity it is logged off in %6 minute(s).\r\n"},
     {0x60000023, L"At the log-off of the user '%1', session %2 had been idle for %3 minute(s); it was %4 and %5, "
                  L"and %6.\r\n"},
+    {0x60000030, L"Tarnvale %1 is installed, and the update source '%2' offers the newer version %3.\r\n"},
+    {0x60000031, L"Tarnvale %1 is up to date with the update source '%2'.\r\n"},
+    {0x60000032, L"Tarnvale verified the package of version %1 from '%2' and started its installation; the "
+                 L"Windows Installer writes its log to '%3'.\r\n"},
     {0x60000040, L"Tarnvale did not warn or log off the user '%1' at the idle time-out, because %2. It looks again "
                  L"after the next time-out.\r\n"},
     {0xa000000c, L"Tarnvale did not start monitoring because Tarnvale was not enabled at that time.\r\n"},
@@ -49,6 +53,8 @@ constexpr EventTextEntry kTexts[] = {
     {0xa0000021, L"Tarnvale could not read the groups of the user '%1' from the session's logon or from the domain "
                  L"(Code %2), so it applied the 'Apply To' list without them.\r\n"},
     {0xa0000024, L"Tarnvale could not show the warning to the user '%1' in session %2. (Code %3)\r\n"},
+    {0xa0000033, L"Tarnvale could not check for updates: %1. (Update source '%2')\r\n"},
+    {0xa0000034, L"Tarnvale refused the update package '%1' and ran nothing: %2.\r\n"},
     {0xe000000b, L"Tarnvale could not log off the user '%1'. (Code %2)\r\n"},
     {0xe000000f, L"Tarnvale could not start the monitor process for the user '%1'. (Code %2)\r\n"},
     {0xe0000013, L"Tarnvale encountered an error returned from InitiateSystemShutdownEx().\r\n"},
@@ -58,6 +64,7 @@ constexpr EventTextEntry kTexts[] = {
                  L"Tarnvale uses an object of its own instead.\r\n"},
     {0xe000001e, L"The monitor process for the user '%1' kept ending, so Tarnvale stopped monitoring that session "
                  L"rather than log it off unwarned. (Code %2)\r\n"},
+    {0xe0000035, L"Tarnvale could not start the installation of the verified update package '%1': %2.\r\n"},
 };
 }  // namespace
 

@@ -27,6 +27,10 @@ inline constexpr DWORD kWarningShown = 0x60000022;
 // Beside each log-off: %1 account, %2 session, %3 idle minutes, %4 connect state, %5 locked or
 // not, %6 whether a warning had been shown
 inline constexpr DWORD kLogoffDetails = 0x60000023;
+// The update check (written by the checking process, not the service):
+inline constexpr DWORD kUpdateAvailable = 0x60000030;   // %1 installed version, %2 source, %3 newer version
+inline constexpr DWORD kUpdateUpToDate = 0x60000031;    // %1 installed version, %2 source
+inline constexpr DWORD kUpdateInstalling = 0x60000032;  // %1 version, %2 package, %3 installer's log
 // A session at its idle mark kept by a source other than input: %1 account, %2 the source
 inline constexpr DWORD kKeptAlive = 0x60000040;
 inline constexpr DWORD kNotEnabledAtStart = 0xa000000c;
@@ -41,6 +45,8 @@ inline constexpr DWORD kHooksReinstalled = 0xa000001f;      // %1 account
 inline constexpr DWORD kSkippedGroupsUnknown = 0xa0000020;  // %1 account, %2 code
 inline constexpr DWORD kDecidedWithoutGroups = 0xa0000021;  // %1 account, %2 code
 inline constexpr DWORD kWarningNotShown = 0xa0000024;      // %1 account, %2 session, %3 code
+inline constexpr DWORD kUpdateCheckFailed = 0xa0000033;    // %1 what went wrong, %2 source
+inline constexpr DWORD kUpdatePackageRefused = 0xa0000034; // %1 package, %2 why
 inline constexpr DWORD kLogoffFailed = 0xe000000b;          // %1 account, %2 code
 inline constexpr DWORD kAgentStartFailed = 0xe000000f;      // %1 account, %2 code
 inline constexpr DWORD kShutdownFailed = 0xe0000013;        // %1 code
@@ -48,6 +54,7 @@ inline constexpr DWORD kSuspendFailed = 0xe0000015;         // %1 code
 inline constexpr DWORD kStaleLogoffFailed = 0xe0000018;     // %1 account, %2 code
 inline constexpr DWORD kObjectExisted = 0xe000001c;         // %1 object name
 inline constexpr DWORD kAgentGaveUp = 0xe000001e;           // %1 account, %2 code
+inline constexpr DWORD kUpdateInstallFailed = 0xe0000035;   // %1 package, %2 why
 }  // namespace evt
 
 // Writes entry `eventId` with the type its identifier carries and `account` (if not empty) as its

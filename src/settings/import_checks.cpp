@@ -20,7 +20,7 @@ namespace {
 constexpr const wchar_t* kOtherValues[] = {L"NotConfigured", L"Config", L"ImpExpPath", L"GPOPath", L"DlgMain",
                                            L"SessionsTotal", L"SessionsMonitoring", L"SessionsMaximum",
                                            L"SessionsMaximumTime", L"LastLogoff"};
-constexpr const wchar_t* kTextValues[] = {L"Schedule", L"MessageText", L"MessageTextIfLocked"};
+constexpr const wchar_t* kTextValues[] = {L"Schedule", L"MessageText", L"MessageTextIfLocked", L"UpdateSource"};
 // The service's record of why each session is watched (watch_reasons.h) sits beside the lists.
 constexpr const wchar_t* kSubKeys[] = {L"ApplyTo", L"Exclude", L"KeepAliveProcesses", L"Sessions"};
 

@@ -95,6 +95,7 @@ void MyOpts::Reset() {
   Shutdown = 0;
   ShutdownTimeout = 10;
   ShutdownAction = kActionSleep;
+  UpdateSource.clear();
   KeepAliveAudio = 0;
   KeepAlivePresentation = 0;
   KeepAliveProcesses.clear();
@@ -126,6 +127,7 @@ void MyOpts::CopyFrom(const CSOptsLoader& other) {
   Shutdown = o->Shutdown;
   ShutdownTimeout = o->ShutdownTimeout;
   ShutdownAction = o->ShutdownAction;
+  UpdateSource = o->UpdateSource;
   KeepAliveAudio = o->KeepAliveAudio;
   KeepAlivePresentation = o->KeepAlivePresentation;
   KeepAliveProcesses = o->KeepAliveProcesses;
@@ -156,6 +158,7 @@ int MyOpts::IsDifferent(const CSOptsLoader& other) const {
   if (std::wcscmp(GetSchedule(), o->GetSchedule()) != 0) return 1;
   if (std::wcscmp(MessageText, o->MessageText) != 0) return 1;
   if (std::wcscmp(MessageTextIfLocked, o->MessageTextIfLocked) != 0) return 1;
+  if (UpdateSource != o->UpdateSource) return 1;
   if (!SameSet(ApplyTo, o->ApplyTo) || !SameSet(Exclude, o->Exclude)) return 1;
   if (!SameSet(KeepAliveProcesses, o->KeepAliveProcesses)) return 1;
   return 0;
@@ -267,6 +270,17 @@ BOOL MyOpts::ReadValues(const RegKey& key, Source source) {
     // A text that does not fit reads as empty, as a missing one does.
     if (!key.GetStr(name, text, kMessageTextChars, L"") && IsRegReadFailure(GetLastErrorCode())) failed();
   }
+  {
+    std::wstring source;
+    if (key.GetStr(kUpdateSourceValue, &source)) {
+      // As with the texts, one that does not fit reads as none.
+      UpdateSource = source.size() < kUpdateSourceChars ? source : std::wstring();
+    } else if (IsRegReadFailure(GetLastErrorCode())) {
+      failed();
+    } else {
+      UpdateSource.clear();
+    }
+  }
 
   if (!skipAccountLists) {
     for (auto [name, list] : {std::pair{kApplyToKey, &ApplyTo}, std::pair{kExcludeKey, &Exclude}}) {
@@ -317,7 +331,8 @@ BOOL MyOpts::StoreMissingDefaults() {
   for (const auto& [name, text] : {std::pair{L"Schedule", defaults.GetSchedule()},
                                    std::pair{L"MessageText", static_cast<const wchar_t*>(defaults.MessageText)},
                                    std::pair{L"MessageTextIfLocked",
-                                             static_cast<const wchar_t*>(defaults.MessageTextIfLocked)}}) {
+                                             static_cast<const wchar_t*>(defaults.MessageTextIfLocked)},
+                                   std::pair{kUpdateSourceValue, defaults.UpdateSource.c_str()}}) {
     if (!key.FindValue(name)) check(key.PutStr(name, text));
   }
   for (auto [name, list] : {std::pair{kApplyToKey, &defaults.ApplyTo}, std::pair{kExcludeKey, &defaults.Exclude}}) {
@@ -370,6 +385,7 @@ void MyOpts::WriteValues(RegKey& key, bool tempForm) {
   (void)key.PutStr(L"Schedule", GetSchedule());
   (void)key.PutStr(L"MessageText", MessageText);
   (void)key.PutStr(L"MessageTextIfLocked", MessageTextIfLocked);
+  (void)key.PutStr(kUpdateSourceValue, UpdateSource.c_str());
   for (auto [name, list] : {std::pair{kApplyToKey, &ApplyTo}, std::pair{kExcludeKey, &Exclude},
                             std::pair{kKeepAliveProcessesKey, &KeepAliveProcesses}}) {
     RegKey listKey(key, name, true);

@@ -29,6 +29,9 @@ class GPObj;
 // Capacities of the record's fixed text fields, in characters with the terminator.
 inline constexpr std::size_t kGpoPathChars = 260;
 inline constexpr std::size_t kMessageTextChars = 512;
+// The update source is an address or path; a longer one is not read.
+inline constexpr std::size_t kUpdateSourceChars = 2048;
+inline constexpr const wchar_t* kUpdateSourceValue = L"UpdateSource";
 // The buffer the warning text is built in; a longer text is cut.
 inline constexpr std::size_t kUserMsgChars = 512;
 
@@ -88,6 +91,9 @@ class MyOpts : public BoolOpts {
   BOOL Shutdown = 0;
   DWORD ShutdownTimeout = 10;
   DWORD ShutdownAction = kActionSleep;
+  // Where the update check reads the organisation's manifest: an https:// address or a file
+  // path; empty (the default) means no update source. The service does not read it.
+  std::wstring UpdateSource;
   // Sources of activity besides input (all off by default): sound in the session, a
   // presentation or full-screen program, a listed program running; and a kiosk's idle time that
   // starts at the session's first input.

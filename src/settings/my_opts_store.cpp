@@ -108,6 +108,7 @@ BOOL MyOpts::StoreToGpo() {
   written = written && gpo.SetStr(GetSchedule(), L"Schedule", enabled);
   written = written && gpo.SetStr(MessageText, L"MessageText", enabled);
   written = written && gpo.SetStr(MessageTextIfLocked, L"MessageTextIfLocked", enabled);
+  written = written && gpo.SetStr(UpdateSource.c_str(), kUpdateSourceValue, enabled);
   written = written && gpo.SetStrList(ApplyTo, L"ApplyTo", enabled);
   written = written && gpo.SetStrList(Exclude, L"Exclude", enabled);
   written = written && gpo.SetStrList(KeepAliveProcesses, L"KeepAliveProcesses", enabled);

@@ -115,7 +115,7 @@ TEST(RunModeDispatch, ModesWithoutEffectExitZeroAndLeaveTheBookkeepingBalanced) 
   test::MessageRecorder messages;
   const int before = GetMyProductInfo()->GetAppCount();
   int marker = 0;
-  for (const wchar_t* line : {L"/CHECK4UPDATES", L"/user-load", L"/monitor", L"/msg", L"/msg:x", L"", L"/load ", L"x y"}) {
+  for (const wchar_t* line : {L"/user-load", L"/monitor", L"/msg", L"/msg:x", L"", L"/load ", L"x y"}) {
     EXPECT_EQ(DoWinMain(&marker, line, 1), 0) << testing::PrintToString(std::wstring(line));
     EXPECT_EQ(GetMyProductInfo()->GetAppCount(), before);
   }

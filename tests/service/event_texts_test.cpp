@@ -16,6 +16,8 @@ namespace {
 
 TEST(EventTexts, EveryEntryTheServiceWritesHasItsText) {
   const DWORD written[] = {
+      evt::kUpdateAvailable,    evt::kUpdateUpToDate,       evt::kUpdateInstalling,    evt::kUpdateCheckFailed,
+      evt::kUpdatePackageRefused, evt::kUpdateInstallFailed,
       evt::kServiceStarted,     evt::kStopInitiated,        evt::kServiceStopped,      evt::kMonitoringStarted,
       evt::kSkippedExcluded,    evt::kSkippedExcludedGroup, evt::kSkippedNotApplied,   evt::kLoggedOff,
       evt::kShutdownInitiated,  evt::kSuspendInitiated,     evt::kStaleLoggedOff,      evt::kNotEnabledAtStart,

@@ -187,7 +187,7 @@ TEST_F(MyOptsTest, RecordingModeListsEveryValueUnderOneKeyLine) {
             L"Shutdown=dword:00000000\r\nShutdownTimeout=dword:0000000A\r\nShutdownAction=dword:00000001\r\n"
             L"UseSchedule=dword:00000000\r\nKeepAliveAudio=dword:00000000\r\n"
             L"KeepAlivePresentation=dword:00000000\r\nIdleFromFirstInput=dword:00000000\r\n"
-            L"Schedule=Mon 8:00-9:00, \r\nMessageText=\r\nMessageTextIfLocked=\r\n"
+            L"Schedule=Mon 8:00-9:00, \r\nMessageText=\r\nMessageTextIfLocked=\r\nUpdateSource=\r\n"
             L"Options=dword:00000000\r\n");
   EXPECT_FALSE(HasKey(kAppKey));
 }
