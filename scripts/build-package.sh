@@ -33,6 +33,8 @@ for f in TV64.EXE TV64.DLL; do
 done
 admx_tool=$native/tools/tv-admx
 [ -x "$admx_tool" ] || fail "$admx_tool is missing: build the native tools first (make native)"
+manifest_tool=$native/tools/tv-update-manifest
+[ -x "$manifest_tool" ] || fail "$manifest_tool is missing: build the native tools first (make native)"
 if [ -z "$version" ]; then
   [ -f "$build/product-version.txt" ] || fail "$build/product-version.txt is missing: configure $build again"
   version=$(tr -d '\r\n' < "$build/product-version.txt")
@@ -64,9 +66,13 @@ msi=$(cd "$out" && pwd)/Tarnvale-$version-x64.msi
 # wixl warns that Package/@Platform is unknown to it; -a x64 is what makes the package 64-bit.
 (cd "$stage" && wixl -a x64 "${defines[@]}" Tarnvale.wxs -o "$msi") 2>&1 | { grep -v -e "Platform" -e '^$' >&2 || true; }
 [ -s "$msi" ] || fail "wixl did not write $msi"
+# The update manifest the organisation publishes beside the MSI (see "Keeping Tarnvale up to date").
+"$manifest_tool" "$msi" "$version" "$(date -u +%F)" packaging/release-notes.txt "$out/Tarnvale-update.xml" ||
+  fail "the update manifest could not be written"
 rm -rf "$out/PolicyDefinitions"
 cp -r "$stage/PolicyDefinitions" "$out/PolicyDefinitions"
 
 echo "Package: $msi ($(du -k "$msi" | cut -f1) KiB)"
 echo "  with:  $(msiinfo export "$msi" File 2>/dev/null | awk -F'\t' 'NR>3 {print $3}' | sed 's/.*|//' | tr '\n' ' ')"
 echo "Group policy templates for the central store: $out/PolicyDefinitions"
+echo "Update manifest to publish beside the MSI: $out/Tarnvale-update.xml"

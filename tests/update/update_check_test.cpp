@@ -149,6 +149,10 @@ std::vector<std::uint8_t> ManifestFor(const std::string& version, const std::vec
 class UpdateCommand : public testing::Test {
  protected:
   void SetUp() override {
+#ifdef _WIN32
+    // The product's box is a real dialog there; the message recorder stands in for it elsewhere.
+    GTEST_SKIP() << "boxes are recorded only in the portable build";
+#endif
     ASSERT_TRUE(ParsePackageVersion(L"24.5.0", env.current));
     env.source = kSource;
     env.transport = &transport;

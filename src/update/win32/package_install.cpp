@@ -48,7 +48,7 @@ bool MakePrivateFolder(const std::wstring& folder, std::wstring& why) {
                                      OWNER_SECURITY_INFORMATION,
                                  owner, nullptr, dacl, nullptr) == ERROR_SUCCESS;
   }
-  const DWORD error = ::GetLastError();
+  const ::DWORD error = ::GetLastError();
   ::LocalFree(descriptor);
   if (!ok) why = L"the folder \"" + folder + L"\" could not be made private (code " + std::to_wstring(error) + L")";
   return ok;
@@ -65,8 +65,8 @@ bool WriteChecked(const std::wstring& file, const std::vector<std::uint8_t>& byt
   }
   bool ok = true;
   for (std::size_t at = 0; ok && at < bytes.size();) {
-    const DWORD chunk = static_cast<DWORD>(std::min<std::size_t>(bytes.size() - at, 1 << 20));
-    DWORD written = 0;
+    const ::DWORD chunk = static_cast<::DWORD>(std::min<std::size_t>(bytes.size() - at, 1 << 20));
+    ::DWORD written = 0;
     ok = ::WriteFile(h, bytes.data() + at, chunk, &written, nullptr) && written == chunk;
     at += chunk;
   }
@@ -75,8 +75,8 @@ bool WriteChecked(const std::wstring& file, const std::vector<std::uint8_t>& byt
   if (ok) {
     back.resize(bytes.size());
     for (std::size_t at = 0; ok && at < back.size();) {
-      const DWORD chunk = static_cast<DWORD>(std::min<std::size_t>(back.size() - at, 1 << 20));
-      DWORD read = 0;
+      const ::DWORD chunk = static_cast<::DWORD>(std::min<std::size_t>(back.size() - at, 1 << 20));
+      ::DWORD read = 0;
       ok = ::ReadFile(h, back.data() + at, chunk, &read, nullptr) && read == chunk;
       at += chunk;
     }
@@ -127,7 +127,7 @@ class WindowsInstaller final : public PackageInstaller {
     PROCESS_INFORMATION process{};
     if (!::CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, CREATE_NO_WINDOW, nullptr,
                           nullptr, &startup, &process)) {
-      const DWORD error = ::GetLastError();
+      const ::DWORD error = ::GetLastError();
       (void)::DeleteFileW(package.c_str());
       why = L"the Windows Installer could not be started (code " + std::to_wstring(error) + L")";
       return false;

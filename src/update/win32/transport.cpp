@@ -24,7 +24,7 @@ class InternetHandle {
   HINTERNET handle_;
 };
 
-std::wstring HttpErrorText(DWORD code, const std::wstring& where) {
+std::wstring HttpErrorText(::DWORD code, const std::wstring& where) {
   switch (code) {
     case ERROR_WINHTTP_CANNOT_CONNECT:
       return L"the server of \"" + where + L"\" refused the connection or cannot be reached";
@@ -49,7 +49,7 @@ std::wstring HttpErrorText(DWORD code, const std::wstring& where) {
 
 bool FetchAddress(const UpdateLocation& where, std::uint64_t limit, std::vector<std::uint8_t>& bytes,
                   std::wstring& why) {
-  auto fail = [&](DWORD code) {
+  auto fail = [&](::DWORD code) {
     why = HttpErrorText(code, where.text);
     return false;
   };
@@ -62,18 +62,18 @@ bool FetchAddress(const UpdateLocation& where, std::uint64_t limit, std::vector<
   InternetHandle connection(::WinHttpConnect(session.get(), where.host.c_str(),
                                              static_cast<INTERNET_PORT>(where.port), 0));
   if (!connection.valid()) return fail(::GetLastError());
-  const DWORD flags = where.kind == LocationKind::kHttps ? WINHTTP_FLAG_SECURE : 0;
+  const ::DWORD flags = where.kind == LocationKind::kHttps ? WINHTTP_FLAG_SECURE : 0;
   InternetHandle request(::WinHttpOpenRequest(connection.get(), L"GET", where.path.c_str(), nullptr,
                                               WINHTTP_NO_REFERER, WINHTTP_DEFAULT_ACCEPT_TYPES, flags));
   if (!request.valid()) return fail(::GetLastError());
   // Following a redirect from https to plain http would let the network choose the manifest.
-  DWORD policy = WINHTTP_OPTION_REDIRECT_POLICY_DISALLOW_HTTPS_TO_HTTP;
+  ::DWORD policy = WINHTTP_OPTION_REDIRECT_POLICY_DISALLOW_HTTPS_TO_HTTP;
   (void)::WinHttpSetOption(request.get(), WINHTTP_OPTION_REDIRECT_POLICY, &policy, sizeof(policy));
   if (!::WinHttpSendRequest(request.get(), WINHTTP_NO_ADDITIONAL_HEADERS, 0, WINHTTP_NO_REQUEST_DATA, 0, 0, 0) ||
       !::WinHttpReceiveResponse(request.get(), nullptr))
     return fail(::GetLastError());
-  DWORD status = 0;
-  DWORD size = sizeof(status);
+  ::DWORD status = 0;
+  ::DWORD size = sizeof(status);
   if (!::WinHttpQueryHeaders(request.get(), WINHTTP_QUERY_STATUS_CODE | WINHTTP_QUERY_FLAG_NUMBER,
                              WINHTTP_HEADER_NAME_BY_INDEX, &status, &size, WINHTTP_NO_HEADER_INDEX))
     return fail(::GetLastError());
@@ -83,7 +83,7 @@ bool FetchAddress(const UpdateLocation& where, std::uint64_t limit, std::vector<
   }
   std::vector<std::uint8_t> out;
   for (;;) {
-    DWORD available = 0;
+    ::DWORD available = 0;
     if (!::WinHttpQueryDataAvailable(request.get(), &available)) return fail(::GetLastError());
     if (available == 0) break;
     if (out.size() + available > limit) {
@@ -92,7 +92,7 @@ bool FetchAddress(const UpdateLocation& where, std::uint64_t limit, std::vector<
     }
     const std::size_t at = out.size();
     out.resize(at + available);
-    DWORD read = 0;
+    ::DWORD read = 0;
     if (!::WinHttpReadData(request.get(), out.data() + at, available, &read)) return fail(::GetLastError());
     out.resize(at + read);
   }
