@@ -83,6 +83,10 @@ void VirtualService::RunMonitorRounds(Tick now) {
     (*it)->monitor->AttachSignals(nullptr);
     (*it)->signals.SignalQuit();
     Registry().Remove(*(*it)->monitor);
+    auto of = slotsOf_.find((*it)->monitor->Id());
+    if (of == slotsOf_.end()) continue;
+    std::erase(of->second, it->get());
+    if (of->second.empty()) slotsOf_.erase(of);
   }
   slots_.erase(ended, slots_.end());
 }
@@ -104,11 +108,25 @@ BOOL VirtualService::SignalCancel(SessionId session) {
 void VirtualService::SignalPolicyChange() { policy_.Set(); }
 
 VirtualService::Slot* VirtualService::FindSlot(SessionId session) const {
+  auto of = slotsOf_.find(session);
+  if (of == slotsOf_.end()) return nullptr;
   // A monitor told to end still has its slot until its next round; the session is no longer its.
-  for (const auto& slot : slots_) {
-    if (slot->monitor->Id() == session && !slot->monitor->EndRequested()) return slot.get();
+  for (Slot* slot : of->second) {
+    if (!slot->monitor->EndRequested()) return slot;
   }
   return nullptr;
+}
+
+std::uint64_t VirtualService::MsUntilMonitorDue(Tick now) const {
+  std::uint64_t first = SessionMonitor::kNeverDue;
+  for (const auto& slot : slots_) {
+    const SessionMonitor& m = *slot->monitor;
+    // One told to end goes with the next round, whenever that comes; one ended has had it.
+    if (m.EndRequested() || m.HasEnded()) continue;
+    first = std::min(first, m.MsUntilDue(now));
+    if (first == 0) break;
+  }
+  return first;
 }
 
 const SessionSignals* VirtualService::FindSignals(SessionId session) const {
@@ -134,6 +152,7 @@ BOOL VirtualService::LaunchMonitor(SessionId session, const std::wstring& accoun
     Registry().Remove(*slot->monitor);
     return kTrue;
   }
+  slotsOf_[session].push_back(slot.get());
   slots_.push_back(std::move(slot));
   return kTrue;
 }

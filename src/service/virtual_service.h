@@ -14,8 +14,10 @@
 //   service.SignalActivity(1);       // what the agent does when alice moves the mouse
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
+#include <unordered_map>
 #include <vector>
 
 #include "foundation/event.h"
@@ -71,6 +73,9 @@ class VirtualService final : public ServiceCore {
   bool IsMonitoring(SessionId session) const { return FindMonitor(session) != nullptr; }
   std::size_t MonitorCount() const { return slots_.size(); }
   const SessionMonitor* FindMonitor(SessionId session) const;
+  // The least SessionMonitor::MsUntilDue at `now` over the monitors still watching their
+  // sessions (neither ended nor told to end); SessionMonitor::kNeverDue when none is due ever.
+  std::uint64_t MsUntilMonitorDue(Tick now) const;
   // The events of the session's monitor, as the service holds them; null when none watches it.
   const SessionSignals* FindSignals(SessionId session) const;
   bool BackgroundRunning() const { return backgroundRunning_; }
@@ -96,6 +101,9 @@ class VirtualService final : public ServiceCore {
   VirtualOptions options_;
   ServiceStatusRecord status_;
   std::vector<std::unique_ptr<Slot>> slots_;
+  // The slots of each session in slots_'s order (two at most while an ended one awaits its last
+  // round): the agents' signals find their monitor without a walk over every session.
+  std::unordered_map<SessionId, std::vector<Slot*>> slotsOf_;
   bool backgroundRunning_ = false;
   Event policy_;
   bool policyRegistered_ = false;

@@ -82,8 +82,8 @@ struct Scenario {
 
 // Limits that keep a scenario (and a generated one) to a size the simulator runs in seconds.
 inline constexpr int kMaxScenarioDays = 366;
-inline constexpr int kMaxGeneratedSessions = 5000;
-inline constexpr std::int64_t kMaxGeneratedSessionDays = 50000;
+inline constexpr int kMaxGeneratedSessions = 50000;
+inline constexpr std::int64_t kMaxGeneratedSessionDays = 350000;  // a week of the most sessions
 
 // Reads a scenario. On failure answers false with `error` as "<fileName>:<line>: <what>" and
 // leaves `out` in an unspecified state. Besides the syntax it checks that each session's verbs

@@ -27,7 +27,7 @@ namespace tv {
 namespace {
 
 constexpr std::int64_t kNever = std::numeric_limits<std::int64_t>::max();
-// Session numbers are 1..65535 in a scenario; the monitor cache is indexed by them.
+// Session numbers are 1..65535 in a scenario; the sessions' runtime state is indexed by them.
 constexpr std::size_t kIdSlots = 65536;
 
 std::wstring FirstLine(const std::wstring& text) {
@@ -56,8 +56,6 @@ class Driver final : public SimObserver {
         env_{.sessions = sessions_, .accounts = directory_, .power = powerSeam_, .eventLog = log_, .clock = clock_,
              .keys = keys_},
         end_(options.seconds > 0 ? std::min(options.seconds, scenario.Seconds()) : scenario.Seconds()),
-        cache_(kIdSlots, nullptr),
-        seen_(kIdSlots, 0),
         index_(kIdSlots, -1) {
     env_.zone = &zone_;
     env_.objectPrefix = opt_.objectPrefix.empty() ? NextObjectPrefix() : opt_.objectPrefix;
@@ -276,7 +274,6 @@ class Driver final : public SimObserver {
     service_ = std::make_unique<VirtualService>(env_, clock_, *table_);
     service_->Start();
     state_ = Power::kOn;
-    monitorsStale_ = true;
   }
 
   void PowerUp() {
@@ -296,7 +293,6 @@ class Driver final : public SimObserver {
     service_.reset();
     sessions_.Attach(nullptr);
     table_.reset();
-    ClearMonitors();
     state_ = Power::kOff;
   }
 
@@ -317,7 +313,6 @@ class Driver final : public SimObserver {
     // The shutdown started in this round takes the computer down before the next one.
     if (shutdownStarted_) ShutDown();
     shutdownStarted_ = false;
-    monitorsStale_ = true;
   }
 
   // Runs the rounds up to and including second `to` in which anything can happen.
@@ -339,7 +334,6 @@ class Driver final : public SimObserver {
   std::int64_t NextWork() {
     const std::int64_t soon = sec_ + 1;
     if (pendingRound_) return soon;
-    if (monitorsStale_) RefreshMonitors();
     const Tick now = clock_.GetTickCount();
     const BackgroundWork& bg = service_->Background();
     if (bg.Resumed()) return soon;
@@ -348,40 +342,12 @@ class Driver final : public SimObserver {
       if (due == 0) return soon;
       best = std::min(best, sec_ + SecondsUntil(due));
     }
-    for (SessionId id : monitored_) {
-      const SessionMonitor* m = cache_[id];
-      // An ended monitor leaves with the round that ended it; a stale log-off is due at once.
-      if (!m || m->HasEnded()) continue;
-      const std::uint64_t due = m->MsUntilDue(now);
+    // An ended monitor leaves with the round that ended it; a stale log-off is due at once.
+    if (const std::uint64_t due = service_->MsUntilMonitorDue(now); due != SessionMonitor::kNeverDue) {
       if (due == 0) return soon;
-      if (due == SessionMonitor::kNeverDue) continue;
       best = std::min(best, sec_ + SecondsUntil(due));
     }
     return std::max(best, soon);
-  }
-
-  // The monitors the service runs now, by session. A monitor is only ever looked at while its
-  // session is in the service's list, which it leaves before it is destroyed.
-  void RefreshMonitors() {
-    monitorsStale_ = false;
-    if (!service_) return ClearMonitors();
-    ++epoch_;
-    std::vector<SessionId> now = service_->Registry().Sessions();
-    for (SessionId id : now) {
-      if (id >= kIdSlots) continue;
-      seen_[id] = epoch_;
-      if (!cache_[id]) cache_[id] = service_->FindMonitor(id);
-    }
-    for (SessionId id : monitored_) {
-      if (id < kIdSlots && seen_[id] != epoch_) cache_[id] = nullptr;
-    }
-    now.erase(std::remove_if(now.begin(), now.end(), [](SessionId id) { return id >= kIdSlots; }), now.end());
-    monitored_ = std::move(now);
-  }
-
-  void ClearMonitors() {
-    for (SessionId id : monitored_) cache_[id] = nullptr;
-    monitored_.clear();
   }
 
   // ---- the users
@@ -464,9 +430,9 @@ class Driver final : public SimObserver {
   }
 
   void Apply(const ScenarioEvent& e) {
-    const ScenarioSession* s = sc_.FindSession(e.session);
     Runtime* rt = Find(e.session);
-    if (!s || !rt) return;
+    if (!rt) return;
+    const ScenarioSession* s = &sc_.sessions[static_cast<std::size_t>(rt - rt_.data())];
     if (Wakes(e.verb)) PowerUp();
     rt->lastInput = e.at;
     const wchar_t* text = nullptr;
@@ -541,7 +507,6 @@ class Driver final : public SimObserver {
       Add(TimelineEntry::Kind::kUser, s->id, text);
     }
     service_->DispatchNotifications();
-    monitorsStale_ = true;
   }
 
   const Scenario& sc_;
@@ -571,18 +536,11 @@ class Driver final : public SimObserver {
   std::size_t nextEvent_ = 0;  // the first event not applied yet
   std::int64_t sec_ = 0;
   bool pendingRound_ = false;
-  // Set whenever the service may have started or ended monitors since the cache was filled; the
-  // cache is not looked at before it is filled again.
-  bool monitorsStale_ = true;
   SessionId touched_ = kNoSession;
 
   std::vector<Runtime> rt_;
   std::multimap<std::wstring, SessionId> byAccount_;
-  std::vector<const SessionMonitor*> cache_;
-  std::vector<std::uint64_t> seen_;
-  std::uint64_t epoch_ = 0;
-  std::vector<SessionId> monitored_;
-  std::vector<int> index_;
+  std::vector<int> index_;  // by session number: the session's place in sc_.sessions and rt_
 };
 
 }  // namespace

@@ -116,16 +116,16 @@ TEST(Scenario, SyntaxErrorsNameTheLine) {
       {L"start 2024-13-01", L"t.txt:2: start needs a date"},
       {L"computer ABCDEFGHIJKLMNOPQ", L"t.txt:2: computer needs one name of at most 15 characters"},
       {L"generate seed=4", L"t.txt:2: generate needs sessions=N"},
-      {L"generate sessions=5001", L"t.txt:2: generate takes sessions=1..5000"},
-      {L"generate sessions=10 days=8", L"t.txt:2: generate takes sessions=1..5000"},
-      {L"generate sessions=10 kind=kiosk", L"t.txt:2: generate takes sessions=1..5000"},
+      {L"generate sessions=50001", L"t.txt:2: generate takes sessions=1..50000"},
+      {L"generate sessions=10 days=8", L"t.txt:2: generate takes sessions=1..50000"},
+      {L"generate sessions=10 kind=kiosk", L"t.txt:2: generate takes sessions=1..50000"},
       {L"Mon 08:00 domain down", L"t.txt:2: a domain outage reads 'Mon 08:00 domain down until 08:45'"},
       {L"Mon 08:00 domain up until 09:00", L"t.txt:2: a domain outage reads"},
       {L"Mon 08:00 domain down until 07:00", L"t.txt:2: 'until' must be later than the outage's start"},
   };
   for (const Case& c : cases) ExpectError(head + c.line + L"\n", c.expected);
   // The limits that keep a generated scenario small are checked before anything is generated.
-  ExpectError(L"days 60\ngenerate sessions=1000\n", L"t.txt:2: generate: sessions times days");
+  ExpectError(L"days 60\ngenerate sessions=10000\n", L"t.txt:2: generate: sessions times days");
   ExpectError(L"generate sessions=1\ngenerate sessions=2\n", L"t.txt:2: only one generate line");
 }
 

@@ -370,6 +370,7 @@ BOOL SimulatedSessions::StartLocked(SessionId id, const std::wstring& commandLin
       state->session = id;
       state->image = ImageOf(commandLine);
       processes_.push_back(state);
+      processesOf_[id].push_back(processes_.size() - 1);
       starts_.push_back(
           {id, commandLine, attempt, true, static_cast<int>(processes_.size() - 1), SessionLaunchRequest(commandLine)});
       if (process) *process = std::move(state);
@@ -394,6 +395,7 @@ int SimulatedSessions::RunProgram(SessionId id, const std::wstring& image) {
   state->session = id;
   state->image = image;
   processes_.push_back(std::move(state));
+  processesOf_[id].push_back(processes_.size() - 1);
   return static_cast<int>(processes_.size() - 1);
 }
 
@@ -403,8 +405,10 @@ BOOL SimulatedSessions::EnumerateSessionProcesses(SessionId id, std::vector<std:
   Session* s = nullptr;
   if (!Enter(Op::kEnumProcesses, id, s)) return kFalse;
   std::vector<std::wstring> names;
-  for (const auto& p : processes_) {
-    if (p->session == id && p->running.load()) names.push_back(p->image);
+  if (auto it = processesOf_.find(id); it != processesOf_.end()) {
+    for (std::size_t i : it->second) {
+      if (processes_[i]->running.load()) names.push_back(processes_[i]->image);
+    }
   }
   out.swap(names);
   return kTrue;
@@ -417,9 +421,13 @@ bool SimulatedSessions::ProcessRunning(int process) const {
 }
 
 void SimulatedSessions::EndProcessesOfLocked(SessionId id) {
-  for (const auto& p : processes_) {
-    if (p->session == id && p->running.exchange(false)) p->exitCode.store(0);
+  auto it = processesOf_.find(id);
+  if (it == processesOf_.end()) return;
+  for (std::size_t i : it->second) {
+    ProcessState& p = *processes_[i];
+    if (p.running.exchange(false)) p.exitCode.store(0);
   }
+  processesOf_.erase(it);
 }
 
 BOOL SimulatedSessions::QueryLogonSid(SessionId id, std::wstring& out) {

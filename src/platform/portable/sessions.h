@@ -204,6 +204,9 @@ class SimulatedSessions final : public Sessions {
   std::uintptr_t nextToken_ = 1;
   unsigned nextLogon_ = 1000;
   std::vector<std::shared_ptr<ProcessState>> processes_;
+  // Indices into processes_ by session, of those not yet ended with their session: a session's
+  // end or process list then costs what that session started, not what the computer ever ran.
+  std::map<SessionId, std::vector<std::size_t>> processesOf_;
   std::map<SessionId, std::wstring> logonSids_;
   std::map<std::wstring, std::vector<TokenGroup>> tokenGroups_;  // by lower-case "domain\user"
 };
