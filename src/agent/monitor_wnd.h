@@ -11,9 +11,11 @@
 #include "foundation/win32/window.h"
 
 #include <atomic>
+#include <memory>
 #include <string>
 
 #include "agent/activity_gate.h"
+#include "agent/activity_sources.h"
 #include "agent/hook_library.h"
 #include "agent/hook_watchdog.h"
 #include "platform/clock.h"
@@ -68,6 +70,8 @@ class Monitor_Wnd : public CSWnd {
  private:
   void OnTimer();
   void WatchHooks();
+  // Sound and presentations, when their settings are on: fed to the rate rule like input.
+  void FeedSources();
   void ReinstallHooks();
   void OnSessionEnding();
   void OnShowWarning(LPARAM session);
@@ -91,6 +95,10 @@ class Monitor_Wnd : public CSWnd {
   std::atomic<bool> quitting_{false};
   CpuUsage& cpu_;
   Sessions& sessions_;
+  const Clock& clock_;
+  ActivitySources sources_;
+  std::unique_ptr<SessionActivityProbe> probe_;
+  Tick lastInputSeen_ = 0;
 };
 
 }  // namespace tv

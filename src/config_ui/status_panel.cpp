@@ -69,6 +69,8 @@ const wchar_t* ActivityText(int kind) {
     case 2: return L"Activity detected: Keyboard.";
     case 3: return L"Activity detected: CPU.";
     case 4: return L"Activity detected: User session change.";
+    case 5: return L"Activity detected: Audio.";
+    case 6: return L"Activity detected: Presentation.";
     default: return nullptr;
   }
 }

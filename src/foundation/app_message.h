@@ -25,6 +25,8 @@ enum ActivityKind : int {
   kActivityKeyboard = 2,
   kActivityCpu = 3,
   kActivitySessionChange = 4,
+  kActivityAudio = 5,         // sound played or recorded in the session
+  kActivityPresentation = 6,  // a presentation or full-screen program in the session
 };
 
 // The message's number in this process (registered on first use; 0 if registration failed).

@@ -57,9 +57,11 @@ TEST(StatusPanel, ServiceAndEnableStatesComeFirst) {
   EXPECT_EQ(panel.Line1(), L"Managing the GPO:");
   EXPECT_EQ(panel.Line2(), s.gpoPath);
 
-  EXPECT_EQ(panel.OnActivityReport(5, 0), 0);
+  EXPECT_EQ(panel.OnActivityReport(7, 0), 0);
   EXPECT_EQ(panel.OnActivityReport(0, 0), 0);
   EXPECT_STREQ(ActivityText(4), L"Activity detected: User session change.");
+  EXPECT_STREQ(ActivityText(5), L"Activity detected: Audio.");
+  EXPECT_STREQ(ActivityText(6), L"Activity detected: Presentation.");
 }
 
 TEST(StatusPanel, NoticeThenLastLogoffThenSessionCount) {

@@ -51,7 +51,8 @@ Monitor_Wnd::Monitor_Wnd(DWORD session, const std::wstring& tag, const Clock& cl
       gate_(clock),
       watchdog_(clock, LastInputTick(clock.GetTickCount())),
       cpu_(cpu),
-      sessions_(sessions) {}
+      sessions_(sessions),
+      clock_(clock) {}
 
 Monitor_Wnd::~Monitor_Wnd() {
   // The hooks are stopped before the window object goes; anything still posted is dropped with
@@ -74,6 +75,7 @@ void Monitor_Wnd::LoadSettings() {
   (void)settings_.Load();
   gate_.SetRules(settings_.Enable, settings_.MonitorKB, settings_.MonitorMouse, settings_.MonitorCPU,
                  settings_.PercentCPU);
+  sources_.SetRules(settings_.KeepAliveAudio, settings_.KeepAlivePresentation, settings_.Timeout);
 }
 
 void Monitor_Wnd::OnActivity(int kind, void* window) {
@@ -101,6 +103,7 @@ BOOL Monitor_Wnd::SignalActivity(int kind) {
 
 void Monitor_Wnd::OnTimer() {
   WatchHooks();
+  FeedSources();
   const DWORD load = gate_.WantsCpuLoad() ? cpu_.GetCpuUsage() : 0;
   const int signal = gate_.OnTick(load);
   if (signal != kActivityNone) (void)SignalActivity(signal);
@@ -118,6 +121,30 @@ void Monitor_Wnd::WatchHooks() {
     if (signal != kActivityNone) (void)SignalActivity(signal);
   }
   if (verdict.reinstall) ReinstallHooks();
+}
+
+void Monitor_Wnd::FeedSources() {
+  if (!settings_.Enable || !sources_.WantsProbe()) return;
+  if (!probe_) probe_ = CreateSessionActivityProbe(session_);
+  const Tick now = clock_.GetTickCount();
+  // The system's last-input time starts each idle stretch, whatever the hooks caught.
+  const Tick input = LastInputTick(lastInputSeen_);
+  if (input != lastInputSeen_) {
+    lastInputSeen_ = input;
+    sources_.OnInput(input);
+  }
+  const ActivitySources::Verdict verdict = sources_.OnTick(now, *probe_);
+  if (verdict.kind == kActivityNone) return;
+  // Through the rate rule like input: at most one signal a second, whatever the sources say.
+  const int signal = gate_.OnActivity(verdict.kind);
+  if (signal != kActivityNone) (void)SignalActivity(signal);
+  if (!verdict.report) return;
+  // The service sees these sources as input, so the agent writes the sparing itself.
+  const std::wstring why = verdict.kind == kActivityAudio
+                               ? L"sound is being played or recorded in it (KeepAliveAudio)"
+                               : L"it is presenting or shows a full-screen program (KeepAlivePresentation)";
+  if (auto log = CreateSystemEventLog())
+    (void)log->Report(EventTypeOf(evt::kKeptAlive), evt::kKeptAlive, {CurrentAccountName(), why});
 }
 
 void Monitor_Wnd::ReinstallHooks() {
@@ -192,8 +219,10 @@ LRESULT Monitor_Wnd::OnWndMessage(UINT message, WPARAM wParam, LPARAM lParam) {
       return 0;
     case WM_WTSSESSION_CHANGE:
       if (static_cast<DWORD>(lParam) != session_) return 0;
-      if (wParam == WTS_CONSOLE_CONNECT || wParam == WTS_REMOTE_CONNECT || wParam == WTS_SESSION_UNLOCK)
+      if (wParam == WTS_CONSOLE_CONNECT || wParam == WTS_REMOTE_CONNECT || wParam == WTS_SESSION_UNLOCK) {
         gate_.MarkPending(kActivitySessionChange);
+        sources_.OnInput(clock_.GetTickCount());
+      }
       // Typing on the lock screen reaches the session's last-input time but never the hooks.
       if (wParam == WTS_SESSION_LOCK) watchdog_.Suspend();
       if (wParam == WTS_SESSION_UNLOCK) watchdog_.Resume(LastInputTick(0));
