@@ -6,30 +6,44 @@
 
 namespace tv {
 
-namespace {
-// A monitor told to end (its session logged off) still has a thread until its next round, but
-// the session is no longer its: a new log-on to that session number gets a monitor of its own.
-bool Watches(const SessionMonitor& m, SessionId session) { return m.Id() == session && !m.EndRequested(); }
-}  // namespace
+const SessionRegistry::Entry* SessionRegistry::FindWatching(SessionId session) const {
+  auto of = keysOf_.find(session);
+  if (of == keysOf_.end()) return nullptr;
+  // A monitor told to end (its session logged off) still has a thread until its next round, but
+  // the session is no longer its: a new log-on to that session number gets a monitor of its own.
+  for (std::uint64_t key : of->second) {
+    const Entry& e = entries_.at(key);
+    if (!e.monitor->EndRequested()) return &e;
+  }
+  return nullptr;
+}
 
 BOOL SessionRegistry::Add(SessionMonitor& monitor, void* owner) {
   CritSecLock hold(lock_);
-  for (const Entry& e : entries_) {
-    if (Watches(*e.monitor, monitor.Id())) return kFalse;
-  }
-  entries_.push_back({&monitor, owner});
+  if (FindWatching(monitor.Id())) return kFalse;
+  const std::uint64_t key = nextKey_++;
+  entries_.emplace(key, Entry{&monitor, owner});
+  keyOf_[&monitor] = key;
+  keysOf_[monitor.Id()].push_back(key);
   return kTrue;
 }
 
 void SessionRegistry::Remove(const SessionMonitor& monitor) {
   CritSecLock hold(lock_);
-  auto it = std::find_if(entries_.begin(), entries_.end(), [&](const Entry& e) { return e.monitor == &monitor; });
-  if (it != entries_.end()) entries_.erase(it);
+  auto it = keyOf_.find(&monitor);
+  if (it == keyOf_.end()) return;
+  const std::uint64_t key = it->second;
+  keyOf_.erase(it);
+  entries_.erase(key);
+  auto of = keysOf_.find(monitor.Id());
+  if (of == keysOf_.end()) return;
+  std::erase(of->second, key);
+  if (of->second.empty()) keysOf_.erase(of);
 }
 
 bool SessionRegistry::Contains(SessionId session) const {
   CritSecLock hold(lock_);
-  return std::any_of(entries_.begin(), entries_.end(), [&](const Entry& e) { return Watches(*e.monitor, session); });
+  return FindWatching(session) != nullptr;
 }
 
 std::size_t SessionRegistry::Count() const {
@@ -39,28 +53,23 @@ std::size_t SessionRegistry::Count() const {
 
 void* SessionRegistry::FindOwner(SessionId session) const {
   CritSecLock hold(lock_);
-  for (const Entry& e : entries_) {
-    if (Watches(*e.monitor, session)) return e.owner;
-  }
-  return nullptr;
+  const Entry* e = FindWatching(session);
+  return e ? e->owner : nullptr;
 }
 
 BOOL SessionRegistry::SetLocked(SessionId session, bool locked) {
   CritSecLock hold(lock_);
-  for (const Entry& e : entries_) {
-    if (Watches(*e.monitor, session)) {
-      e.monitor->SetLocked(locked);
-      return kTrue;
-    }
-  }
-  return kFalse;
+  const Entry* e = FindWatching(session);
+  if (!e) return kFalse;
+  e->monitor->SetLocked(locked);
+  return kTrue;
 }
 
 std::vector<SessionId> SessionRegistry::Sessions() const {
   CritSecLock hold(lock_);
   std::vector<SessionId> out;
   out.reserve(entries_.size());
-  for (const Entry& e : entries_) {
+  for (const auto& [key, e] : entries_) {
     if (!e.monitor->EndRequested()) out.push_back(e.monitor->Id());
   }
   return out;
@@ -68,10 +77,13 @@ std::vector<SessionId> SessionRegistry::Sessions() const {
 
 std::size_t SessionRegistry::Retire(SessionId session) {
   CritSecLock hold(lock_);
+  auto of = keysOf_.find(session);
+  if (of == keysOf_.end()) return 0;
   std::size_t n = 0;
-  for (const Entry& e : entries_) {
-    if (!Watches(*e.monitor, session)) continue;
-    e.monitor->RequestEnd();
+  for (std::uint64_t key : of->second) {
+    SessionMonitor* m = entries_.at(key).monitor;
+    if (m->EndRequested()) continue;
+    m->RequestEnd();
     ++n;
   }
   return n;
@@ -79,44 +91,57 @@ std::size_t SessionRegistry::Retire(SessionId session) {
 
 void SessionRegistry::SettingsChangedAll() {
   CritSecLock hold(lock_);
-  for (const Entry& e : entries_) e.monitor->SettingsChanged();
+  for (const auto& [key, e] : entries_) e.monitor->SettingsChanged();
 }
 
 void SessionRegistry::WakeAll() {
   CritSecLock hold(lock_);
-  for (const Entry& e : entries_) e.monitor->Wake();
+  for (const auto& [key, e] : entries_) e.monitor->Wake();
 }
 
 std::vector<SessionId> SessionRegistry::TrimStale(BOOL logoffStale, DWORD keepCount, SessionId lastActive, Tick now) {
   std::vector<SessionId> marked;
   if (!logoffStale) return marked;
   CritSecLock hold(lock_);
-  std::size_t live = 0;
-  for (const Entry& e : entries_) live += e.monitor->EndRequested() ? 0 : 1;
-  if (live <= keepCount) return marked;
   // Most recently active first. The last active session stays in front whatever its clock says;
   // the others are placed by their age (now - last activity), which unlike the raw tick values
-  // keeps its order across the wrap of the tick count.
-  std::vector<SessionMonitor*> order;
-  order.reserve(entries_.size());
-  std::size_t pinned = 0;
-  for (const Entry& e : entries_) {
+  // keeps its order across the wrap of the tick count; of equal ages the earlier listed first.
+  struct Placed {
+    Tick age;
+    std::uint64_t key;
+    SessionMonitor* monitor;
+    bool operator<(const Placed& o) const { return age != o.age ? age < o.age : key < o.key; }
+  };
+  std::vector<Placed> others;
+  others.reserve(entries_.size());
+  SessionMonitor* pinned = nullptr;
+  for (const auto& [key, e] : entries_) {
     SessionMonitor* m = e.monitor;
     if (m->EndRequested()) continue;
     if (m->Id() == lastActive) {
-      order.insert(order.begin(), m);
-      pinned = 1;
+      pinned = m;
       continue;
     }
-    const Tick age = now - m->LastActivity();
-    auto pos = std::find_if(order.begin() + pinned, order.end(),
-                            [&](const SessionMonitor* o) { return now - o->LastActivity() > age; });
-    order.insert(pos, m);
+    others.push_back({static_cast<Tick>(now - m->LastActivity()), key, m});
   }
-  while (order.size() > keepCount) {
-    order.back()->RequestStaleLogoff();
-    marked.push_back(order.back()->Id());
-    order.pop_back();
+  const std::size_t live = others.size() + (pinned ? 1 : 0);
+  if (live <= keepCount) return marked;
+  // Only the ones past the first `keepCount` need their exact order: a selection, then a sort
+  // of those few, instead of ordering every session at every log-on.
+  const std::size_t excess = live - keepCount;
+  const std::size_t fromOthers = std::min(excess, others.size());
+  const auto cut = others.end() - static_cast<std::ptrdiff_t>(fromOthers);
+  std::nth_element(others.begin(), cut, others.end());
+  std::sort(cut, others.end());
+  marked.reserve(excess);
+  for (auto it = others.end(); it != cut;) {
+    --it;
+    it->monitor->RequestStaleLogoff();
+    marked.push_back(it->monitor->Id());
+  }
+  if (excess > fromOthers && pinned) {
+    pinned->RequestStaleLogoff();
+    marked.push_back(pinned->Id());
   }
   return marked;
 }

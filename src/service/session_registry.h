@@ -4,6 +4,9 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <map>
+#include <unordered_map>
 #include <vector>
 
 #include "foundation/crit_sec.h"
@@ -60,8 +63,16 @@ class SessionRegistry {
     SessionMonitor* monitor;
     void* owner;
   };
+  // The entry of `session` that watches it (not told to end), first in list order; or null.
+  const Entry* FindWatching(SessionId session) const;
+
   mutable CritSec lock_;
-  std::vector<Entry> entries_;
+  // The list, keyed by when each entry was added (list order), and two indexes into it, so that
+  // a terminal server's thousands of sessions cost each session change a look-up, not a walk.
+  std::map<std::uint64_t, Entry> entries_;
+  std::uint64_t nextKey_ = 0;
+  std::unordered_map<const SessionMonitor*, std::uint64_t> keyOf_;
+  std::unordered_map<SessionId, std::vector<std::uint64_t>> keysOf_;  // by session, in list order
 };
 
 }  // namespace tv
