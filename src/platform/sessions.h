@@ -163,6 +163,15 @@ class Sessions {
 
   // The sessions on this computer with their connect states. `out` is replaced on success.
   virtual BOOL EnumerateSessions(std::vector<SessionEntry>& out) = 0;
+  // Whether any session is in the active state, in `any`; fails as EnumerateSessions does. By
+  // default the whole list is taken; a layer that holds its sessions may answer at the first.
+  virtual BOOL HasActiveSession(bool& any) {
+    std::vector<SessionEntry> list;
+    if (!EnumerateSessions(list)) return kFalse;
+    any = false;
+    for (const SessionEntry& e : list) any = any || e.state == SessionState::kActive;
+    return kTrue;
+  }
 
   // A session's information record (user, domain, state, times).
   virtual BOOL QuerySessionInfo(SessionId id, SessionInfo& out) = 0;

@@ -206,12 +206,9 @@ void ServiceCore::OnLogoff(SessionId session) {
 }
 
 bool ServiceCore::AnySessionActive(bool unknown) const {
-  std::vector<SessionEntry> list;
-  if (!env_.sessions.EnumerateSessions(list)) return unknown;
-  for (const SessionEntry& e : list) {
-    if (e.state == SessionState::kActive) return true;
-  }
-  return false;
+  bool any = false;
+  if (!env_.sessions.HasActiveSession(any)) return unknown;
+  return any;
 }
 
 void ServiceCore::RefreshSessions(bool reload) {

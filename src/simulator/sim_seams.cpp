@@ -38,6 +38,8 @@ BOOL ObservingSessions::EnumerateSessions(std::vector<SessionEntry>& out) {
   return Ready() ? inner_->EnumerateSessions(out) : kFalse;
 }
 
+BOOL ObservingSessions::HasActiveSession(bool& any) { return Ready() ? inner_->HasActiveSession(any) : kFalse; }
+
 BOOL ObservingSessions::QuerySessionInfo(SessionId id, SessionInfo& out) {
   observer_.OnSessionTouched(id);
   return Ready() ? inner_->QuerySessionInfo(id, out) : kFalse;

@@ -15,6 +15,7 @@
 #include <string>
 #include <string_view>
 #include <thread>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/last_error.h"
@@ -72,10 +73,11 @@ struct Object {
 };
 
 // Handles are numbers that are never reused, so a stale or closed handle fails cleanly
-// instead of reaching another object.
+// instead of reaching another object. Hashed: every wait looks its handles up, and a simulated
+// terminal server holds tens of thousands of them.
 struct Table {
   std::mutex m;
-  std::map<std::uintptr_t, std::shared_ptr<Object>> handles;
+  std::unordered_map<std::uintptr_t, std::shared_ptr<Object>> handles;
   std::map<std::wstring, std::weak_ptr<Object>> names;
   std::uintptr_t next = 4;
 };

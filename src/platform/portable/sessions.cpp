@@ -241,6 +241,16 @@ BOOL SimulatedSessions::EnumerateSessions(std::vector<SessionEntry>& out) {
   return kTrue;
 }
 
+BOOL SimulatedSessions::HasActiveSession(bool& any) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  // The same checks and the same injected faults as a listing, without copying the list.
+  if (!available_) return Fail(err::kProcNotFound);
+  if (ErrorCode e = faults_.Next(static_cast<int>(Op::kEnumerate))) return Fail(e);
+  any = std::any_of(sessions_.begin(), sessions_.end(),
+                    [](const auto& entry) { return entry.second.info.state == SessionState::kActive; });
+  return kTrue;
+}
+
 BOOL SimulatedSessions::QuerySessionInfo(SessionId id, SessionInfo& out) {
   std::lock_guard<std::mutex> lock(mutex_);
   Session* s = nullptr;

@@ -134,6 +134,7 @@ class SimulatedSessions final : public Sessions {
 
   bool IsAvailable() const override;
   BOOL EnumerateSessions(std::vector<SessionEntry>& out) override;
+  BOOL HasActiveSession(bool& any) override;
   BOOL QuerySessionInfo(SessionId id, SessionInfo& out) override;
   BOOL QueryUserName(SessionId id, std::wstring& out) override;
   BOOL QueryDomainName(SessionId id, std::wstring& out) override;
