@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <thread>
 #include <utility>
 
@@ -172,6 +173,63 @@ TEST(SimulatedSessions, LogoffFaultsHitOnlyTheChosenSessionAndCall) {
   s.SetLogoffRemovesSession(false);
   EXPECT_TRUE(s.LogoffSession(7));
   EXPECT_TRUE(s.HasSession(7));
+}
+
+TEST(SimulatedSessions, WhetherAnySessionIsActiveAgreesWithTheListAndFailsLikeIt) {
+  SimulatedSessions s;
+  // The interface's own answer, taken from the full list, is what the shortcut must give.
+  auto fromList = [&] {
+    std::vector<SessionEntry> list;
+    EXPECT_TRUE(s.EnumerateSessions(list));
+    return std::any_of(list.begin(), list.end(), [](const SessionEntry& e) { return e.state == SessionState::kActive; });
+  };
+  auto shortcut = [&] {
+    bool any = true;
+    EXPECT_TRUE(s.HasActiveSession(any));
+    return any;
+  };
+  EXPECT_FALSE(shortcut());
+  s.AddSession(2, L"CORP", L"ann");
+  s.AddSession(9, L"CORP", L"bob");
+  s.Disconnect(2);
+  EXPECT_TRUE(shortcut());
+  EXPECT_EQ(shortcut(), fromList());
+  s.Disconnect(9);
+  EXPECT_FALSE(shortcut());
+  EXPECT_EQ(shortcut(), fromList());
+  s.Reconnect(2);
+  EXPECT_TRUE(shortcut());
+
+  // It counts as a listing for the injected faults, and without terminal services it is refused.
+  s.FailOp(Op::kEnumerate, err::kGenFailure, 1, 1);
+  std::vector<SessionEntry> list;
+  bool any = false;
+  EXPECT_TRUE(s.EnumerateSessions(list));
+  EXPECT_EQ(ErrorOf(s.HasActiveSession(any)), err::kGenFailure);
+  s.SetAvailable(false);
+  EXPECT_EQ(ErrorOf(s.HasActiveSession(any)), err::kProcNotFound);
+}
+
+TEST(SimulatedSessions, ASessionsEndStopsItsOwnProcessesOnly) {
+  SimulatedSessions s;
+  s.AddSession(1, L"CORP", L"ann");
+  s.AddSession(2, L"CORP", L"bob");
+  const int annJob = s.RunProgram(1, L"RENDER64.EXE");
+  const int bobJob = s.RunProgram(2, L"RENDER64.EXE");
+  s.EndSession(1);
+  EXPECT_FALSE(s.ProcessRunning(annJob));
+  EXPECT_TRUE(s.ProcessRunning(bobJob));
+  // A new log-on to the number starts with none of the old session's programs.
+  s.AddSession(1, L"CORP", L"cy");
+  const int cyJob = s.RunProgram(1, L"EXCEL.EXE");
+  std::vector<std::wstring> names;
+  ASSERT_TRUE(s.EnumerateSessionProcesses(1, names));
+  EXPECT_EQ(names, std::vector<std::wstring>{L"EXCEL.EXE"});
+  s.EndProcess(cyJob, 0);
+  ASSERT_TRUE(s.EnumerateSessionProcesses(1, names));
+  EXPECT_TRUE(names.empty());
+  s.AddSession(2, L"CORP", L"dan");  // a log-on over a live session replaces it
+  EXPECT_FALSE(s.ProcessRunning(bobJob));
 }
 
 TEST(SimulatedSessions, WithoutTerminalServicesEverythingIsNotAvailable) {
