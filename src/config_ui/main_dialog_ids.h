@@ -54,6 +54,8 @@
 #define IDC_STALE_COUNT_UNIT 1046
 #define IDC_EDIT_SCHEDULE 1047
 #define IDC_USE_SCHEDULE 1051
+#define IDC_ACTIVITY_LINK 1053
+#define IDC_CHECK_UPDATES 1054
 #define IDC_OK 1
 
 /* The schedule editor (template 105). */

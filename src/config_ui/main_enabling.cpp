@@ -19,12 +19,14 @@ constexpr int kAllControls[] = {
     IDC_APPLY_TO_ADD, IDC_APPLY_TO_REMOVE, IDC_EXCLUDE, IDC_EXCLUDE_ADD, IDC_EXCLUDE_REMOVE, IDC_SHUTDOWN,
     IDC_SHUTDOWN_LABEL, IDC_SHUTDOWN_TIMEOUT, IDC_SHUTDOWN_TIMEOUT_SPIN, IDC_SHUTDOWN_TIMEOUT_UNIT,
     IDC_SHUTDOWN_ACTION, IDC_STATUS_GROUP, IDC_STATUS_LINE1, IDC_STATUS_LINE2, IDC_APPLY, IDC_OK,
-    IDC_HELP_BUTTON, IDC_ABOUT, IDC_EXPORT, IDC_IMPORT, IDC_RESTORE_DEFAULTS,
+    IDC_HELP_BUTTON, IDC_ABOUT, IDC_EXPORT, IDC_IMPORT, IDC_RESTORE_DEFAULTS, IDC_ACTIVITY_LINK, IDC_CHECK_UPDATES,
 };
 
-// What a policy-managed computer still lets the administrator do: look, export, leave.
+// What a policy-managed computer still lets the administrator do: look, export, leave. The
+// Activity dialog then only shows its settings; an update changes no setting.
 constexpr int kPolicyManagedUsable[] = {IDC_MANAGE, IDC_APPLY,  IDC_OK,     IDC_HELP_BUTTON,
-                                        IDC_ABOUT,  IDC_EXPORT, IDC_MSG_LINK, IDC_MSG_LOCKED_LINK};
+                                        IDC_ABOUT,  IDC_EXPORT, IDC_MSG_LINK, IDC_MSG_LOCKED_LINK,
+                                        IDC_ACTIVITY_LINK, IDC_CHECK_UPDATES};
 
 constexpr DWORD kActionItems[] = {kActionSleep, kActionHibernate, kActionShutdown};
 

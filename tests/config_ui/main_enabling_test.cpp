@@ -46,15 +46,15 @@ TEST_F(MainEnablingTest, DependentFieldsFollowTheirCheckBoxes) {
 TEST_F(MainEnablingTest, PolicyManagedLeavesOnlyLookingExportingAndLeaving) {
   opts_.Shutdown = opts_.MonitorCPU = opts_.LogoffStale = 1;
   const MainEnabling e(opts_, false, true);
-  const std::set<int> usable = {IDC_MANAGE, IDC_APPLY, IDC_OK, IDC_HELP_BUTTON,
-                                IDC_ABOUT,  IDC_EXPORT, IDC_MSG_LINK, IDC_MSG_LOCKED_LINK};
+  const std::set<int> usable = {IDC_MANAGE, IDC_APPLY,  IDC_OK,       IDC_HELP_BUTTON,     IDC_ABOUT,
+                                IDC_EXPORT, IDC_MSG_LINK, IDC_MSG_LOCKED_LINK, IDC_ACTIVITY_LINK, IDC_CHECK_UPDATES};
   int seen = 0;
   for (const ControlState& c : e.Controls()) {
     EXPECT_EQ(c.enabled, usable.count(c.id) == 1) << c.id;
     seen += usable.count(c.id) ? 1 : 0;
   }
-  EXPECT_EQ(seen, 8);
-  EXPECT_GE(e.Controls().size(), 48u);
+  EXPECT_EQ(seen, 10);
+  EXPECT_GE(e.Controls().size(), 50u);
   EXPECT_FALSE(e.IsEnabled(IDC_IMPORT)) << "importing would change managed settings";
 }
 

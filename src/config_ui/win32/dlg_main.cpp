@@ -58,8 +58,8 @@ Tick NowTick() { return static_cast<Tick>(::GetTickCount()); }
 
 }  // namespace
 
-DlgMain::DlgMain(HINSTANCE resources, ServiceAccess& service, std::wstring programFolder)
-    : resources_(resources), service_(service), programFolder_(std::move(programFolder)), status_(NowTick()), cpu_(CreateSystemCpuUsage()) {}
+DlgMain::DlgMain(HINSTANCE resources, ServiceAccess& service, std::wstring programFolder, UpdateAccess* updates)
+    : resources_(resources), service_(service), updates_(updates), programFolder_(std::move(programFolder)), status_(NowTick()), cpu_(CreateSystemCpuUsage()) {}
 
 DlgMain::~DlgMain() { SetActivityReportWindow(nullptr); }
 
@@ -114,6 +114,10 @@ BOOL DlgMain::OnInit() {
   (void)targetLabel_.Attach(Item(IDC_TARGET_LABEL));
   (void)scheduleLink_.Attach(Item(IDC_EDIT_SCHEDULE));
   (void)scheduleLink_.MakeLink();
+  (void)activityLink_.Attach(Item(IDC_ACTIVITY_LINK));
+  (void)activityLink_.MakeLink();
+  (void)updatesLink_.Attach(Item(IDC_CHECK_UPDATES));
+  (void)updatesLink_.MakeLink();
   (void)messageLink_.Attach(Item(IDC_MSG_LINK));
   messageLink_.SetLinkCmdID(IDC_MSG_LINK);
   (void)messageLink_.SetHTMLText(L"Before logging off, show <a>this message</a> to the user for:");
@@ -228,7 +232,9 @@ void DlgMain::ApplyEnabling() {
   for (const ControlState& c : rules.Controls()) {
     HWND control = Item(c.id);
     if (!control) continue;
-    ::ShowWindow(control, c.visible ? SW_SHOWNA : SW_HIDE);
+    // Without a check handed in there is nothing for the link to run.
+    const bool visible = c.visible && (c.id != IDC_CHECK_UPDATES || updates_);
+    ::ShowWindow(control, visible ? SW_SHOWNA : SW_HIDE);
     ::EnableWindow(control, c.enabled ? TRUE : FALSE);
   }
 }

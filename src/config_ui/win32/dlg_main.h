@@ -11,6 +11,7 @@
 
 #include "config_ui/service_access.h"
 #include "config_ui/status_panel.h"
+#include "config_ui/update_access.h"
 #include "foundation/win32/static_html.h"
 #include "platform/cpu.h"
 #include "settings/my_config.h"
@@ -25,8 +26,9 @@ inline constexpr std::uint16_t kConfigInstanceId = 309;
 class DlgMain : public CSDlg {
  public:
   // `resources`: the module holding the templates (TV64.DLL). `service` outlives the dialog.
-  // `programFolder` (with its trailing separator) holds the installed user guide.
-  DlgMain(HINSTANCE resources, ServiceAccess& service, std::wstring programFolder);
+  // `programFolder` (with its trailing separator) holds the installed user guide. `updates`
+  // (may be null: no "Check for updates..." then) outlives the dialog.
+  DlgMain(HINSTANCE resources, ServiceAccess& service, std::wstring programFolder, UpdateAccess* updates = nullptr);
   ~DlgMain() override;
 
   // Loads the settings, builds the dialog and runs it until it closes; answers 1 (OK) or 2
@@ -67,6 +69,8 @@ class DlgMain : public CSDlg {
   void RestoreDefaults();
   void EditMessage(bool locked);
   void EditSchedule();
+  void EditActivity();
+  void CheckForUpdates();
   void ExportOrImport(bool isExport);
   void ShowTargetMenu();
   void SwitchToThisComputer();
@@ -90,6 +94,7 @@ class DlgMain : public CSDlg {
 
   HINSTANCE resources_;
   ServiceAccess& service_;
+  UpdateAccess* updates_;
   std::wstring programFolder_;
   MyOpts loaded_;
   MyOpts edited_;
@@ -104,6 +109,8 @@ class DlgMain : public CSDlg {
   std::unique_ptr<CpuUsage> cpu_;
   CSStaticHTML targetLabel_;
   CSStaticHTML scheduleLink_;
+  CSStaticHTML activityLink_;
+  CSStaticHTML updatesLink_;
   CSStaticHTML messageLink_;
   CSStaticHTML lockedMessageLink_;
   CSStaticHTML statusLine1_;

@@ -16,6 +16,7 @@
 #include "config_ui/main_validation.h"
 #include "config_ui/msg_box.h"
 #include "config_ui/win32/account_picker.h"
+#include "config_ui/win32/dlg_activity.h"
 #include "config_ui/win32/dlg_custom_msg.h"
 #include "config_ui/win32/dlg_schedule.h"
 #include "config_ui/win32/dlg_warning_data_loss.h"
@@ -73,6 +74,8 @@ BOOL DlgMain::OnCommand(int id, int code, HWND control) {
     case IDM_TARGET_THIS_COMPUTER: SwitchToThisComputer(); return TRUE;
     case IDM_TARGET_GPO: ChooseGpo(); return TRUE;
     case IDC_EDIT_SCHEDULE: EditSchedule(); return TRUE;
+    case IDC_ACTIVITY_LINK: EditActivity(); return TRUE;
+    case IDC_CHECK_UPDATES: CheckForUpdates(); return TRUE;
     case IDC_HELP_BUTTON: ShowHelp(); return TRUE;
     case IDC_ABOUT: ShowAbout(); return TRUE;
     default: return FALSE;
@@ -201,6 +204,13 @@ void DlgMain::EditSchedule() {
   DlgSchedule editor(edited_.GetSchedule());
   if (editor.Run(resources_, GetHwnd()) != IDOK) return;
   edited_.SetSchedule(editor.ScheduleText().c_str());
+}
+
+void DlgMain::EditActivity() {
+  DlgActivity editor(edited_, PolicyManaged());
+  if (editor.Run(resources_, GetHwnd()) != IDOK) return;
+  // Stored with the rest at Apply; until then leaving asks about the change like any other.
+  (void)editor.Editor().Store(edited_);
 }
 
 // ---- export and import
@@ -341,6 +351,14 @@ void DlgMain::ShowAbout() {
   std::wstring text = std::wstring(L"<b>") + product->GetName() + L"</b>\n" + product->GetVersionStrRev(TRUE) +
                       L"\n\nCopyright \u00A9 " + product->GetCopyrightYear() + L" Brellick.";
   ShowMsg(MB_OK | MB_ICONINFORMATION | msgex::kMarkup, text);
+}
+
+void DlgMain::CheckForUpdates() {
+  if (!updates_) return;
+  // A file share or a server may take seconds to answer, and the check waits for it here.
+  HCURSOR previous = ::SetCursor(::LoadCursorW(nullptr, IDC_WAIT));
+  (void)updates_->CheckForUpdates(GetHwnd());
+  ::SetCursor(previous);
 }
 
 void DlgMain::StartService() {

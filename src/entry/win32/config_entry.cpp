@@ -16,6 +16,7 @@
 #include "foundation/cmdline.h"
 #include "entry/process_paths.h"
 #include "entry/service_install.h"
+#include "update/update_command.h"
 
 namespace tv {
 namespace {
@@ -29,6 +30,12 @@ class InstalledService : public ServiceAccess {
   BOOL Start() override { return InstallAndStartService(TRUE); }
   BOOL StopAndRemove() override { return UninstallService(FALSE); }
   BOOL SendControl(DWORD code) override { return SendServiceControl(code); }
+};
+
+// The check of "/CHECK4UPDATES", shown over the utility.
+class SystemUpdates : public UpdateAccess {
+ public:
+  int CheckForUpdates(void* owner) override { return RunSystemUpdateCommand(false, owner); }
 };
 
 bool HasFullSoftwareAccess() {
@@ -95,9 +102,10 @@ int DoWinMainCFG(void* instance, const wchar_t* commandLine, int showCommand) {
     ::SetForegroundWindow(previous);
   } else {
     InstalledService service;
+    SystemUpdates updates;
     std::wstring folder;
     (void)GetLibraryFolder(folder);
-    DlgMain dialog(static_cast<HINSTANCE>(MsgGetResourceModule()), service, folder);
+    DlgMain dialog(static_cast<HINSTANCE>(MsgGetResourceModule()), service, folder, &updates);
     (void)dialog.Run(showCommand);
   }
   if (SUCCEEDED(com)) ::CoUninitialize();
