@@ -103,6 +103,10 @@ std::vector<SessionId> SessionRegistry::TrimStale(BOOL logoffStale, DWORD keepCo
   std::vector<SessionId> marked;
   if (!logoffStale) return marked;
   CritSecLock hold(lock_);
+  // Counted before anything is placed: below the count, a log-on costs one pass and no copies.
+  std::size_t live = 0;
+  for (const auto& [key, e] : entries_) live += e.monitor->EndRequested() ? 0 : 1;
+  if (live <= keepCount) return marked;
   // Most recently active first. The last active session stays in front whatever its clock says;
   // the others are placed by their age (now - last activity), which unlike the raw tick values
   // keeps its order across the wrap of the tick count; of equal ages the earlier listed first.
@@ -124,8 +128,6 @@ std::vector<SessionId> SessionRegistry::TrimStale(BOOL logoffStale, DWORD keepCo
     }
     others.push_back({static_cast<Tick>(now - m->LastActivity()), key, m});
   }
-  const std::size_t live = others.size() + (pinned ? 1 : 0);
-  if (live <= keepCount) return marked;
   // Only the ones past the first `keepCount` need their exact order: a selection, then a sort
   // of those few, instead of ordering every session at every log-on.
   const std::size_t excess = live - keepCount;
