@@ -30,6 +30,11 @@ bool Listed(const std::wstring& name, const Range& names) {
                      [&](const wchar_t* n) { return CompareRegNames(name, n) == 0; });
 }
 
+}  // namespace
+
+bool IsTextSetting(const std::wstring& name) { return Listed(name, kTextValues); }
+bool IsKnownProductKey(const std::wstring& name) { return Listed(name, kSubKeys); }
+
 bool IsNumberSetting(const std::wstring& name) {
   static const std::vector<std::wstring> numbers = [] {
     MemKeyStore none;
@@ -39,6 +44,8 @@ bool IsNumberSetting(const std::wstring& name) {
   }();
   return std::any_of(numbers.begin(), numbers.end(), [&](const std::wstring& n) { return CompareRegNames(name, n) == 0; });
 }
+
+namespace {
 
 // Only digits, as the exporter writes a number; the format reads anything else as far as it is
 // a number, which for words is 0.

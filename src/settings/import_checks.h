@@ -36,6 +36,11 @@ std::wstring UnknownKeyText(const std::wstring& name);
 // utility's preferences, the service's statistics, the export's "NotConfigured"); compared as the
 // registry compares names.
 bool IsKnownProductValue(const std::wstring& name);
+// Whether the service reads `name` as a number (a record setting or the flag word), as text, or
+// (a subkey) as one of its lists or its per-session record.
+bool IsNumberSetting(const std::wstring& name);
+bool IsTextSetting(const std::wstring& name);
+bool IsKnownProductKey(const std::wstring& name);
 
 // Checks `key`, into which the settings file whose text is `fileText` was just imported: its
 // values and subkeys as the product knows them, every number Value of the file, then the

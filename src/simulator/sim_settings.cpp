@@ -20,24 +20,10 @@ namespace tv {
 
 namespace {
 
-// Values the service reads as numbers.
-constexpr const wchar_t* kNumbers[] = {
-    L"Enable",      L"Timeout",    L"MessageTimeout", L"LogoffStale",     L"LogoffStaleCount", L"KeepLastActiveUser",
-    L"FullScreen",  L"MonitorKB",  L"MonitorMouse",   L"MonitorCPU",      L"PercentCPU",       L"Shutdown",
-    L"ShutdownTimeout", L"ShutdownAction", L"UseSchedule", L"Options"};
-// Values it reads as text.
-constexpr const wchar_t* kTexts[] = {L"Schedule", L"MessageText", L"MessageTextIfLocked"};
-// Values that may stand in the key without being settings of the service: its own statistics and
-// the configuration utility's.
-constexpr const wchar_t* kOthers[] = {L"SessionsTotal", L"SessionsMonitoring", L"SessionsMaximum",
-                                      L"SessionsMaximumTime", L"LastLogoff", L"NotConfigured"};
-
+// Which names the service reads, and how, is the import check's one list, so that the simulator,
+// the utility and tv-regxml never disagree about a file.
 bool SameName(const std::wstring& a, const wchar_t* b) { return CompareRegNames(a, b) == 0; }
 
-template <std::size_t N>
-bool Listed(const std::wstring& name, const wchar_t* const (&list)[N]) {
-  return std::any_of(std::begin(list), std::end(list), [&](const wchar_t* n) { return SameName(name, n); });
-}
 
 class LineFinder {
  public:
@@ -84,7 +70,7 @@ bool CheckValues(RegKey& key, const LineFinder& lines, const std::wstring& file,
     const int line = lines.Find(name);
     std::vector<std::uint8_t> data;
     (void)key.GetValue(name.c_str(), &type, &data);
-    if (Listed(name, kNumbers)) {
+    if (IsNumberSetting(name)) {
       if (type == reg::kSz || type == reg::kExpandSz) {
         std::wstring text;
         (void)key.GetStr(name.c_str(), &text);
@@ -96,7 +82,7 @@ bool CheckValues(RegKey& key, const LineFinder& lines, const std::wstring& file,
         *error = Where(file, line) + name + L" must be a number (REG_DWORD)";
         return false;
       }
-    } else if (Listed(name, kTexts)) {
+    } else if (IsTextSetting(name)) {
       if (type != reg::kSz && type != reg::kExpandSz) {
         *error = Where(file, line) + name + L" must be text (REG_SZ)";
         return false;
@@ -114,14 +100,13 @@ bool CheckValues(RegKey& key, const LineFinder& lines, const std::wstring& file,
           return false;
         }
       }
-    } else if (!Listed(name, kOthers) && !name.empty()) {
+    } else if (!IsKnownProductValue(name)) {
       notes->push_back(Where(file, line) + UnknownValueText(name));
     }
   }
   std::wstring sub;
   for (DWORD i = 0; key.GetSubKeyByIndex(i, &sub); ++i) {
-    // "Sessions" is the service's record of why each session is watched, not a setting.
-    if (!SameName(sub, L"ApplyTo") && !SameName(sub, L"Exclude") && !SameName(sub, L"Sessions")) {
+    if (!IsKnownProductKey(sub)) {
       notes->push_back(Where(file, lines.Find(sub)) + UnknownKeyText(sub));
     }
   }
