@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "config_ui/activity_ids.h"
 #include "config_ui/main_dialog_ids.h"
 #include "config_ui/msg_box_ids.h"
 #include "entry/launcher_location.h"
@@ -506,6 +507,107 @@ TEST_F(ConfigUtility, ApplyRefusesOutOfRangeNumbersInOrderAndKeepsTheDialogOpen)
            GetDword(L"ShutdownTimeout") == 1;
   })) << GetDword(L"Timeout")
       << " " << GetDword(L"MessageTimeout");
+}
+
+// The Activity dialog from a real click on its link: a program entry the service could not use
+// is refused with its reason, the edits reach the registry at Apply, and under a policy the
+// dialog only shows what the policy says.
+TEST_F(ConfigUtility, ActivityDialogEditsTheSourcesRefusesABadProgramAndIsReadOnlyUnderAPolicy) {
+  const std::wstring programs = std::wstring(kProductKey) + L"\\KeepAliveProcesses";
+  ASSERT_EQ(::RegSetKeyValueW(HKEY_LOCAL_MACHINE, programs.c_str(), L"1", REG_SZ, L"render.exe", 22), ERROR_SUCCESS);
+  HWND dialog = Open();
+  ASSERT_NE(dialog, nullptr);
+  ASSERT_TRUE(XdoClick(::GetDlgItem(dialog, IDC_ACTIVITY_LINK))) << "xdotool could not be started";
+  HWND activity = WaitForTopWindow(utility_->Id(), kDialogClass, L"Activity");
+  ASSERT_NE(activity, nullptr) << "the link opened no Activity dialog";
+  const auto count = [&] { return ::SendDlgItemMessageW(activity, IDC_ACTIVITY_PROGRAMS, LB_GETCOUNT, 0, 0); };
+  EXPECT_EQ(count(), 1);
+
+  ASSERT_TRUE(SetItemText(activity, IDC_ACTIVITY_PROGRAM_NAME, L"C:\\Tools\\export.exe"));
+  ASSERT_TRUE(XdoClick(::GetDlgItem(activity, IDC_ACTIVITY_ADD)));
+  const std::wstring refusal = Answer(L"OK");
+  EXPECT_EQ(refusal.rfind(L"\"C:\\Tools\\export.exe\" holds a folder or drive", 0), 0u) << testing::PrintToString(refusal);
+  EXPECT_EQ(ItemText(activity, IDC_ACTIVITY_PROGRAM_NAME), L"C:\\Tools\\export.exe") << "kept for correcting";
+  ASSERT_TRUE(SetItemText(activity, IDC_ACTIVITY_PROGRAM_NAME, L" export* "));
+  ASSERT_TRUE(PostPress(activity, IDC_ACTIVITY_ADD));
+  EXPECT_TRUE(Eventually([&] { return count() == 2; }));
+  EXPECT_TRUE(WaitForItemText(activity, IDC_ACTIVITY_PROGRAM_NAME, L""));
+  ::SendDlgItemMessageW(activity, IDC_ACTIVITY_PROGRAMS, LB_SETCURSEL, 0, 0);
+  ASSERT_TRUE(PostPress(activity, IDC_ACTIVITY_REMOVE));
+  EXPECT_TRUE(Eventually([&] { return count() == 1; }));
+  for (int id : {IDC_ACTIVITY_AUDIO, IDC_ACTIVITY_FIRST_INPUT}) {
+    ASSERT_TRUE(PostClickItem(activity, id));
+    ASSERT_TRUE(Eventually([&] { return IsChecked(activity, id); })) << id;
+  }
+  ASSERT_TRUE(XdoClick(::GetDlgItem(activity, IDOK)));
+  ASSERT_TRUE(Eventually([&] { return !::IsWindow(activity); })) << "OK did not close it";
+  EXPECT_EQ(GetDword(L"KeepAliveAudio"), -1) << "stored before Apply";
+  ASSERT_TRUE(PostPress(dialog, IDC_APPLY));
+  EXPECT_TRUE(Eventually([] { return GetDword(L"KeepAliveAudio") == 1; }));
+  EXPECT_EQ(GetDword(L"IdleFromFirstInput"), 1);
+  EXPECT_LE(GetDword(L"KeepAlivePresentation"), 0);
+  const RegSnapshot list = SnapshotKey(HKEY_LOCAL_MACHINE, programs);
+  ASSERT_EQ(list.size(), 1u);
+  const std::vector<BYTE>& data = list.begin()->second.second;
+  EXPECT_EQ(std::wstring(reinterpret_cast<const wchar_t*>(data.data())), L"export*");
+  ::PostMessageW(dialog, WM_SYSCOMMAND, SC_CLOSE, 0);
+  ASSERT_EQ(utility_->Wait(), 0);
+
+  const wchar_t* policy = L"SOFTWARE\\Policies\\Brellick\\Tarnvale";
+  const DWORD on = 1;
+  ASSERT_EQ(::RegSetKeyValueW(HKEY_LOCAL_MACHINE, policy, L"Enable", REG_DWORD, &on, sizeof(on)), ERROR_SUCCESS);
+  dialog = Open();
+  // Read by now; a policy left behind would take over every later test.
+  ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Policies\\Brellick");
+  ASSERT_NE(dialog, nullptr);
+  ASSERT_TRUE(PostPress(dialog, IDC_ACTIVITY_LINK));
+  activity = WaitForTopWindow(utility_->Id(), kDialogClass, L"Activity");
+  ASSERT_NE(activity, nullptr) << "the link is not usable under a policy";
+  for (int id : {IDC_ACTIVITY_AUDIO, IDC_ACTIVITY_PRESENTATION, IDC_ACTIVITY_FIRST_INPUT, IDC_ACTIVITY_PROGRAM_NAME,
+                 IDC_ACTIVITY_ADD, IDC_ACTIVITY_REMOVE, IDOK})
+    EXPECT_FALSE(::IsWindowEnabled(::GetDlgItem(activity, id))) << id;
+  EXPECT_TRUE(::IsWindowEnabled(::GetDlgItem(activity, IDCANCEL)));
+  ASSERT_TRUE(PostPress(activity, IDCANCEL));
+  EXPECT_TRUE(Eventually([&] { return !::IsWindow(activity); }));
+}
+
+// "Check for updates..." from a real click, against a manifest in a folder: the newer version is
+// offered in a box over the utility, and No installs nothing.
+TEST_F(ConfigUtility, CheckForUpdatesOffersANewerVersionFromAManifestFile) {
+  wchar_t temp[MAX_PATH] = {};
+  ::GetTempPathW(MAX_PATH, temp);
+  const std::wstring folder = std::wstring(temp) + L"tv-cfg-update-" + std::to_wstring(::GetCurrentProcessId()) + L"\\";
+  ::CreateDirectoryW(folder.c_str(), nullptr);
+  const std::wstring manifest = folder + L"Tarnvale-update.xml";
+  const std::string text =
+      "<?xml version=\"1.0\"?>\r\n<TarnvaleUpdate>\r\n<Version>99.1.0</Version>\r\n"
+      "<Package Size=\"3000\" SHA256=\"" + std::string(64, 'a') + "\">Tarnvale-99.1.0-x64.msi</Package>\r\n"
+      "<Released>2024-06-03</Released>\r\n<Notes>Faster start on terminal servers.</Notes>\r\n</TarnvaleUpdate>\r\n";
+  HANDLE file = ::CreateFileW(manifest.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
+  ASSERT_NE(file, INVALID_HANDLE_VALUE);
+  DWORD written = 0;
+  ::WriteFile(file, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
+  ::CloseHandle(file);
+  ASSERT_EQ(::RegSetKeyValueW(HKEY_LOCAL_MACHINE, kProductKey, L"UpdateSource", REG_SZ, manifest.c_str(),
+                              static_cast<DWORD>((manifest.size() + 1) * sizeof(wchar_t))),
+            ERROR_SUCCESS);
+
+  HWND dialog = Open();
+  ASSERT_NE(dialog, nullptr);
+  ASSERT_TRUE(XdoClick(::GetDlgItem(dialog, IDC_CHECK_UPDATES))) << "xdotool could not be started";
+  HWND box = WaitForTopWindow(utility_->Id(), kDialogClass, L"Tarnvale");
+  ASSERT_NE(box, nullptr) << "the link showed nothing";
+  EXPECT_EQ(::GetWindow(box, GW_OWNER), dialog) << "not shown over the utility";
+  const std::wstring offer = Answer(L"No");
+  EXPECT_EQ(offer.rfind(L"Tarnvale <b>99.1.0</b> is available (released 2024-06-03)", 0), 0u)
+      << testing::PrintToString(offer);
+  EXPECT_NE(offer.find(L"Faster start on terminal servers."), std::wstring::npos);
+  EXPECT_NE(offer.find(L"<b>Download and install</b> it now?"), std::wstring::npos);
+  Settle(dialog);
+  EXPECT_EQ(FindTopWindow(utility_->Id(), kDialogClass, L"Tarnvale"), nullptr) << "No went on anyway";
+  EXPECT_TRUE(::IsWindowVisible(dialog));
+  ::DeleteFileW(manifest.c_str());
+  ::RemoveDirectoryW(folder.c_str());
 }
 
 }  // namespace
