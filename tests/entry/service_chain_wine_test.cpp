@@ -120,7 +120,9 @@ class StandinPrefix {
     journal_ = std::wstring(temp) + L"tv-standin-" + std::to_wstring(::GetCurrentProcessId()) + L".txt";
     ::DeleteFileW(journal_.c_str());
     ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, standin::kScriptKey);
-    if (!SetText(HKEY_LOCAL_MACHINE, standin::kScriptKey, standin::kJournalValue, journal_)) return "cannot write the script";
+    if (!SetText(HKEY_LOCAL_MACHINE, standin::kScriptKey, standin::kJournalValue, journal_) ||
+        !SetNumber(HKEY_LOCAL_MACHINE, standin::kScriptKey, standin::kOwnerValue, ::GetCurrentProcessId()))
+      return "cannot write the script";
     return {};
   }
 

@@ -35,9 +35,15 @@ class ScriptedRecords : public ::testing::Test {
     copy_ = std::wstring(temp) + L"tv-standin-" + std::to_wstring(::GetCurrentProcessId()) + L".dll";
     ASSERT_TRUE(::CopyFileW(test::StandinLibraryPath().c_str(), copy_.c_str(), FALSE)) << ::GetLastError();
     ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, standin::kScriptKey);
+    const ::DWORD owner = ::GetCurrentProcessId();
+    ASSERT_EQ(::RegSetKeyValueW(HKEY_LOCAL_MACHINE, standin::kScriptKey, standin::kOwnerValue, REG_DWORD, &owner,
+                                sizeof(owner)),
+              ERROR_SUCCESS);
   }
   void TearDown() override {
     ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, standin::kScriptKey);
+    // Its parent goes too unless something else of the tests' is still in it.
+    ::RegDeleteKeyW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\TarnvaleTest");
     ::DeleteFileW(copy_.c_str());
   }
   std::wstring copy_;
