@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <map>
 
+#include "settings/program_names.h"
 #include "simulator/report.h"
 
 namespace tv {
@@ -25,7 +26,8 @@ bool IsForcedLogoff(const TimelineEntry& e) {
 
 // Routine entries (the service started monitoring someone) would bury the ones that matter.
 bool IsSparedOrError(DWORD eventId) {
-  return (eventId >> 28) == 0xe || (eventId >> 28) == 0xa || (eventId >= 0x60000007 && eventId <= 0x60000009);
+  constexpr DWORD kEventKeptAlive = 0x60000040;
+  return eventId == kEventKeptAlive || (eventId >> 28) == 0xe || (eventId >> 28) == 0xa || (eventId >= 0x60000007 && eventId <= 0x60000009);
 }
 
 std::string Escape(const std::string& text) {
@@ -50,6 +52,7 @@ const char* StateClass(ActivityState s) {
     case ActivityState::kBusy: return "busy";
     case ActivityState::kLocked: return "lock";
     case ActivityState::kDisconnected: return "disc";
+    case ActivityState::kKept: return "kept";
   }
   return "act";
 }
@@ -61,6 +64,7 @@ const char* StateName(ActivityState s) {
     case ActivityState::kBusy: return "away, processor kept busy";
     case ActivityState::kLocked: return "locked";
     case ActivityState::kDisconnected: return "disconnected";
+    case ActivityState::kKept: return "away, kept in use by sound, a presentation or a listed program";
   }
   return "";
 }
@@ -71,13 +75,31 @@ std::string Number(double v) {
   return buffer;
 }
 
-// The session's state while it exists, from what the user last did.
+// The session's state while it exists, from what the user last did and what runs in it.
 struct Tracker {
   bool exists = false;
   bool idle = false;
   bool busy = false;
   bool locked = false;
   bool disconnected = false;
+  // The marks of the running spans (the simulator's: the line, or -1 for a generated one).
+  int audio = 0;
+  int presentation = 0;
+  std::vector<std::pair<std::uint16_t, int>> programs;
+  bool programKept = false;  // one of `programs` is listed
+
+  // As the simulator's agent and the service count them: sound from a locked screen too, a
+  // presentation only on a screen in view, a listed program in any state.
+  bool Kept(const KeepAliveInForce& rules) const {
+    if (programKept) return true;
+    if (disconnected) return false;
+    return (audio && rules.audio) || (presentation && rules.presentation && !locked);
+  }
+  ActivityState State(const KeepAliveInForce& rules) const {
+    const bool away = idle || busy || locked || disconnected;
+    if (away && Kept(rules)) return ActivityState::kKept;
+    return State();
+  }
   ActivityState State() const {
     if (disconnected) return ActivityState::kDisconnected;
     if (locked) return ActivityState::kLocked;
@@ -85,6 +107,24 @@ struct Tracker {
     return idle ? ActivityState::kIdle : ActivityState::kActive;
   }
   void LogOn() { *this = Tracker{true}; }
+  void Source(const ScenarioEvent& e, const Scenario& scenario, const KeepAliveInForce& rules) {
+    if (!exists) return;
+    const int mark = e.line ? e.line : -1;
+    switch (e.verb) {
+      case ScenarioVerb::kAudio: audio = mark; break;
+      case ScenarioVerb::kAudioEnd: if (audio == mark) audio = 0; break;
+      case ScenarioVerb::kPresent: presentation = mark; break;
+      case ScenarioVerb::kPresentEnd: if (presentation == mark) presentation = 0; break;
+      case ScenarioVerb::kRun: programs.emplace_back(e.program, mark); break;
+      case ScenarioVerb::kRunEnd:
+        std::erase_if(programs, [&](const auto& p) { return p.first == e.program && p.second == mark; });
+        break;
+      default: return;
+    }
+    std::vector<std::wstring> running;
+    for (const auto& p : programs) running.push_back(scenario.programs[p.first]);
+    programKept = !FirstListedProgram(rules.programs, running).empty();
+  }
   // Applies a verb, as the simulator does: a sign of life in a session that is gone logs on anew.
   void Apply(ScenarioVerb verb) {
     if (!exists) {
@@ -105,6 +145,7 @@ struct Tracker {
       case ScenarioVerb::kActive: idle = busy = false; break;
       case ScenarioVerb::kIdle: idle = true; busy = false; break;
       case ScenarioVerb::kBusy: busy = true; idle = false; break;
+      default: break;  // sound, presentations and programs: Source
     }
   }
 };
@@ -148,14 +189,14 @@ std::vector<SessionStretch> SessionStretches(const Scenario& scenario, const Sim
     std::int64_t at;
     int order;
     bool forcedOff;
-    ScenarioVerb verb;
+    const ScenarioEvent* event;
   };
   std::vector<Change> changes;
   for (const ScenarioEvent& e : scenario.events) {
-    if (e.session == id) changes.push_back({e.at, 0, false, e.verb});
+    if (e.session == id) changes.push_back({e.at, 0, false, &e});
   }
   for (const TimelineEntry& e : result.timeline) {
-    if (e.session == id && IsForcedLogoff(e)) changes.push_back({e.at, 1, true, ScenarioVerb::kLogoff});
+    if (e.session == id && IsForcedLogoff(e)) changes.push_back({e.at, 1, true, nullptr});
   }
   std::stable_sort(changes.begin(), changes.end(),
                    [](const Change& a, const Change& b) { return a.at != b.at ? a.at < b.at : a.order < b.order; });
@@ -167,10 +208,11 @@ std::vector<SessionStretch> SessionStretches(const Scenario& scenario, const Sim
   auto close = [&](std::int64_t at) {
     at = std::min(at, end);
     if (tracker.exists && at > since) {
-      if (!out.empty() && out.back().to == since && out.back().state == tracker.State()) {
+      const ActivityState state = tracker.State(result.keepAlive);
+      if (!out.empty() && out.back().to == since && out.back().state == state) {
         out.back().to = at;
       } else {
-        out.push_back({since, at, tracker.State()});
+        out.push_back({since, at, state});
       }
     }
     since = std::max(since, at);
@@ -179,8 +221,10 @@ std::vector<SessionStretch> SessionStretches(const Scenario& scenario, const Sim
     close(c.at);
     if (c.forcedOff) {
       tracker.exists = false;
+    } else if (IsSourceVerb(c.event->verb)) {
+      tracker.Source(*c.event, scenario, result.keepAlive);
     } else {
-      tracker.Apply(c.verb);
+      tracker.Apply(c.event->verb);
     }
   }
   close(end);
@@ -251,7 +295,7 @@ std::string FormatHtmlReport(const Scenario& scenario, const SimulationResult& r
       "h2{font-size:1.1em;color:#1d4f7a;margin-top:1.4em}.chart{overflow-x:auto;border:1px solid #ccd;padding:4px}"
       "svg text{font-size:11px}.label{fill:#333}.dayname{text-anchor:middle;font-weight:bold;fill:#1d4f7a}"
       ".day{stroke:#99a;stroke-width:1}.night{fill:#f1f2f6}.act{fill:#4caf50}.idle{fill:#f2b134}.busy{fill:#b39ddb}"
-      ".lock{fill:#8d99a6}.disc{fill:#cfd6dd}.warn{fill:#ff7f00;stroke:#7a3d00;stroke-width:.6}.off{fill:#d32f2f}"
+      ".kept{fill:#26a69a}.lock{fill:#8d99a6}.disc{fill:#cfd6dd}.warn{fill:#ff7f00;stroke:#7a3d00;stroke-width:.6}.off{fill:#d32f2f}"
       ".stale{fill:#7b1fa2}.note{fill:#1e88e5}.err{fill:#000}.power{fill:#263238}"
       "table{border-collapse:collapse}td,th{border:1px solid #ccd;padding:2px 10px;text-align:left}.n{text-align:right}"
       ".legend span{display:inline-block;margin-right:1.2em}.legend i{display:inline-block;width:14px;height:10px;"
@@ -262,6 +306,7 @@ std::string FormatHtmlReport(const Scenario& scenario, const SimulationResult& r
   html += "<p class=\"legend\"><span><i class=\"act\" style=\"background:#4caf50\"></i>working</span>"
           "<span><i style=\"background:#f2b134\"></i>away from the keyboard</span>"
           "<span><i style=\"background:#b39ddb\"></i>away, processor busy</span>"
+          "<span><i style=\"background:#26a69a\"></i>away, kept in use (sound, presentation, listed program)</span>"
           "<span><i style=\"background:#8d99a6\"></i>locked</span><span><i style=\"background:#cfd6dd\"></i>disconnected</span>"
           "<span><i style=\"background:#ff7f00\"></i>warning</span><span><i style=\"background:#d32f2f\"></i>logged off (idle)</span>"
           "<span><i style=\"background:#7b1fa2\"></i>logged off (stale)</span>"
@@ -288,6 +333,12 @@ std::string FormatHtmlReport(const Scenario& scenario, const SimulationResult& r
   SummaryRow(html, "Spared as the most recent active user", m.sparedLastActive);
   SummaryRow(html, "Spared by the schedule", m.sparedSchedule);
   SummaryRow(html, "Spared because forced log-off was off", m.sparedNotEnabled);
+  if (m.Kept()) {
+    SummaryRow(html, "Kept in use by sound", m.keptAudio);
+    SummaryRow(html, "Kept in use by a presentation", m.keptPresentation);
+    SummaryRow(html, "Kept in use by a listed program", m.keptProgram);
+    SummaryRow(html, "Spared until their first input", m.keptNoInput);
+  }
   SummaryRow(html, "Sessions not monitored (account lists)", m.notMonitored);
   SummaryRow(html, "Power actions (shutdowns, sleeps)", m.PowerActions());
   SummaryRow(html, "Errors", m.errors);

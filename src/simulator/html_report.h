@@ -14,7 +14,9 @@
 namespace tv {
 
 // What a session was doing over a stretch of the run, as the report colours it.
-enum class ActivityState { kActive, kIdle, kBusy, kLocked, kDisconnected };
+// kKept: away from the keyboard (idle, busy, locked or disconnected), but sound, a presentation
+// or a listed program that the run's settings count keeps the session in use.
+enum class ActivityState { kActive, kIdle, kBusy, kLocked, kDisconnected, kKept };
 
 struct SessionStretch {
   std::int64_t from = 0;  // seconds since the scenario's start

@@ -140,6 +140,13 @@ std::string FormatSummary(const Scenario& scenario, const SimulationResult& resu
     why += ")";
   }
   out += Row("Sessions spared at their time-out", spared, why);
+  // Only where a source besides input kept someone, so runs without those settings read as before.
+  if (s.Kept()) {
+    const std::string kept = "(sound " + std::to_string(s.keptAudio) + ", presentation " +
+                             std::to_string(s.keptPresentation) + ", listed program " + std::to_string(s.keptProgram) +
+                             ", no input yet " + std::to_string(s.keptNoInput) + ")";
+    out += Row("Sessions kept in use without input", s.Kept(), kept);
+  }
   out += Row("Log-ons not monitored (lists)", s.notMonitored);
   std::string power;
   if (s.PowerActions()) power = "(shutdown " + std::to_string(s.shutdowns) + ", sleep or hibernate " + std::to_string(s.suspends) + ")";

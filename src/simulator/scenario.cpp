@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "foundation/split_text.h"
+#include "settings/program_names.h"
 #include "platform/local_time.h"
 #include "platform/portable/clock.h"
 #include "simulator/scenario_generator.h"
@@ -24,6 +25,9 @@ constexpr VerbWord kVerbs[] = {
     {ScenarioVerb::kDisconnect, L"disconnect"}, {ScenarioVerb::kReconnect, L"reconnect"},
     {ScenarioVerb::kActive, L"active"},       {ScenarioVerb::kIdle, L"idle"},
     {ScenarioVerb::kBusy, L"busy"},
+    {ScenarioVerb::kPresent, L"presents"},    {ScenarioVerb::kPresentEnd, L"presentation ends"},
+    {ScenarioVerb::kAudio, L"plays audio"},   {ScenarioVerb::kAudioEnd, L"audio ends"},
+    {ScenarioVerb::kRun, L"runs"},            {ScenarioVerb::kRunEnd, L"program ends"},
 };
 
 constexpr const wchar_t* kDayNames[] = {L"sun", L"mon", L"tue", L"wed", L"thu", L"fri", L"sat"};
@@ -303,12 +307,14 @@ class Parser {
         params.days = static_cast<int>(n);
       } else if (key == L"domain" && !value.empty() && value.size() <= 15) {
         params.domain = value;
-      } else if (key == L"kind" && (Lower(value) == L"office" || Lower(value) == L"terminal-server")) {
+      } else if (key == L"kind" &&
+                 (Lower(value) == L"office" || Lower(value) == L"terminal-server" || Lower(value) == L"office-calls")) {
         params.terminalServer = Lower(value) == L"terminal-server";
+        params.callsAndJobs = Lower(value) == L"office-calls";
       } else {
         return Problem{line, L"generate takes sessions=1.." + std::to_wstring(kMaxGeneratedSessions) +
                                  L", seed=N, days=1.." + std::to_wstring(out_->days) +
-                                 L" (at most the scenario's days), domain=NAME and kind=office|terminal-server; '" + word +
+                                 L" (at most the scenario's days), domain=NAME and kind=office|office-calls|terminal-server; '" + word +
                                  L"' is not one of them"};
       }
     }
@@ -357,41 +363,65 @@ class Parser {
     if (w.size() >= 3 && Lower(w[2]) == L"domain") return Outage(w, at, line);
     if (w.size() < 4) return Problem{line, L"an event needs a verb and a session number: 'Mon 08:30 logon 3'"};
     const std::wstring verbWord = Lower(w[2]);
-    const VerbWord* verb = nullptr;
-    for (const VerbWord& v : kVerbs) {
-      if (verbWord == v.word) verb = &v;
+    std::optional<ScenarioVerb> verb;
+    std::size_t next = 3;  // the session number's word
+    int program = 0;
+    if (verbWord == L"plays") {
+      if (Lower(w[3]) != L"audio") return Problem{line, L"'plays' goes with audio: 'Mon 10:00 plays audio 3 until 11:00'"};
+      verb = ScenarioVerb::kAudio;
+      next = 4;
+    } else if (verbWord == L"runs") {
+      const std::wstring why = ProgramNameProblem(w[3]);
+      if (!why.empty() || w[3].back() == L'*') {
+        return Problem{line, L"'" + w[3] + L"' is not a program's file name such as render.exe" +
+                                 (why.empty() ? std::wstring(L" (a running program has a whole name)") : L" (" + why + L")")};
+      }
+      program = out_->ProgramIndex(w[3]);
+      if (program < 0) return Problem{line, L"too many different programs in one scenario"};
+      verb = ScenarioVerb::kRun;
+      next = 4;
+    } else {
+      for (const VerbWord& v : kVerbs) {
+        if (verbWord == v.word && verbWord.find(L' ') == std::wstring::npos) verb = v.verb;
+      }
     }
     if (!verb) return Problem{line, L"unknown verb '" + w[2] + L"'"};
+    if (next >= w.size()) return Problem{line, L"'" + w[2] + L"' needs a session number: 'Mon 18:00 runs render.exe 3'"};
     std::int64_t id = 0;
-    if (!ReadNumber(w[3], 1, 65535, &id)) return Problem{line, L"bad session number '" + w[3] + L"'"};
+    if (!ReadNumber(w[next], 1, 65535, &id)) return Problem{line, L"bad session number '" + w[next] + L"'"};
     if (!out_->FindSession(static_cast<SessionId>(id))) {
-      return Problem{line, L"session " + w[3] + L" is not declared (add a line 'session " + w[3] + L" user=NAME')"};
+      return Problem{line, L"session " + w[next] + L" is not declared (add a line 'session " + w[next] + L" user=NAME')"};
     }
-    out_->events.push_back({at, static_cast<SessionId>(id), verb->verb, line, false});
-    if (w.size() == 4) return std::nullopt;
-    if (Lower(w[4]) != L"until" || w.size() < 6 || w.size() > 7) {
-      return Problem{line, L"unexpected '" + w[4] + L"' (only 'until TIME' may follow the session)"};
+    const auto programIndex = static_cast<std::uint16_t>(program);
+    out_->events.push_back({at, static_cast<SessionId>(id), *verb, line, false, programIndex});
+    if (w.size() == next + 1) return std::nullopt;
+    const std::size_t u = next + 1;
+    if (Lower(w[u]) != L"until" || w.size() < u + 2 || w.size() > u + 3) {
+      return Problem{line, L"unexpected '" + w[u] + L"' (only 'until TIME' may follow the session)"};
     }
     std::optional<ScenarioVerb> opposite;
-    switch (verb->verb) {
+    switch (*verb) {
       case ScenarioVerb::kActive:
       case ScenarioVerb::kBusy: opposite = ScenarioVerb::kIdle; break;
       case ScenarioVerb::kIdle: opposite = ScenarioVerb::kActive; break;
       case ScenarioVerb::kLock: opposite = ScenarioVerb::kUnlock; break;
       case ScenarioVerb::kDisconnect: opposite = ScenarioVerb::kReconnect; break;
-      default: return Problem{line, L"'until' does not go with " + std::wstring(verb->word)};
+      case ScenarioVerb::kAudio: opposite = ScenarioVerb::kAudioEnd; break;
+      case ScenarioVerb::kPresent: opposite = ScenarioVerb::kPresentEnd; break;
+      case ScenarioVerb::kRun: opposite = ScenarioVerb::kRunEnd; break;
+      default: return Problem{line, L"'until' does not go with " + std::wstring(VerbName(*verb))};
     }
     std::int64_t until = 0;
-    if (w.size() == 6) {
+    if (w.size() == u + 2) {
       std::int64_t clock = 0;
-      if (!ReadClock(w[5], &clock)) return Problem{line, L"bad time '" + w[5] + L"' after until"};
+      if (!ReadClock(w[u + 1], &clock)) return Problem{line, L"bad time '" + w[u + 1] + L"' after until"};
       until = at - at % 86400 + clock;
-      if (until >= out_->Seconds()) return Problem{line, L"'until " + w[5] + L"' is after the end of the scenario"};
-    } else if (auto p = When(w, 5, line, &until)) {
+      if (until >= out_->Seconds()) return Problem{line, L"'until " + w[u + 1] + L"' is after the end of the scenario"};
+    } else if (auto p = When(w, u + 1, line, &until)) {
       return p;
     }
     if (until <= at) return Problem{line, L"'until' must be later than the event itself"};
-    out_->events.push_back({until, static_cast<SessionId>(id), *opposite, line, true});
+    out_->events.push_back({until, static_cast<SessionId>(id), *opposite, line, true, programIndex});
     return std::nullopt;
   }
 
@@ -430,6 +460,17 @@ const wchar_t* VerbName(ScenarioVerb verb) {
   return L"?";
 }
 
+bool IsSourceVerb(ScenarioVerb verb) { return verb >= ScenarioVerb::kAudio; }
+
+int Scenario::ProgramIndex(const std::wstring& name) {
+  for (std::size_t i = 0; i < programs.size(); ++i) {
+    if (Lower(programs[i]) == Lower(name)) return static_cast<int>(i);
+  }
+  if (programs.size() > 0xFFFF) return -1;
+  programs.push_back(name);
+  return static_cast<int>(programs.size() - 1);
+}
+
 bool Scenario::DomainDownAt(std::int64_t at) const {
   for (const DomainOutage& o : outages) {
     if (at >= o.from && at < o.to) return true;
@@ -451,12 +492,23 @@ SystemTime ScenarioTime(const Scenario& scenario, std::int64_t seconds) {
   return out;
 }
 
+namespace {
+// A running span's mark: its line, or -1 for a generated one (line 0 means none runs).
+int SpanMark(const ScenarioEvent& e) { return e.line ? e.line : -1; }
+std::wstring LineNote(int mark) { return mark > 0 ? L" (line " + std::to_wstring(mark) + L")" : L""; }
+}  // namespace
+
 bool CheckScenarioOrder(const Scenario& scenario, int* line, std::wstring* what) {
   struct State {
     bool on = false;
     bool locked = false;
     bool disconnected = false;
     int since = 0;  // the line of the last change, for the message
+    // The lines that started the sound, the presentation and each program still running (0:
+    // none); they end with their span or the session.
+    int audio = 0;
+    int presentation = 0;
+    std::vector<std::pair<std::uint16_t, int>> programs;
   };
   std::map<SessionId, State> states;
   for (const ScenarioEvent& e : scenario.events) {
@@ -494,6 +546,29 @@ bool CheckScenarioOrder(const Scenario& scenario, int* line, std::wstring* what)
         else if (s.disconnected) problem = name + L" is disconnected" + since;
         else if (s.locked) problem = name + L" is locked" + since + L"; unlock it first";
         break;
+      case ScenarioVerb::kAudio:
+      case ScenarioVerb::kPresent: {
+        const int running = e.verb == ScenarioVerb::kAudio ? s.audio : s.presentation;
+        if (!s.on) problem = name + L" is not logged on";
+        else if (s.disconnected) problem = name + L" is disconnected" + since;
+        else if (s.locked) problem = name + L" is locked" + since + L"; unlock it first";
+        else if (running) problem = name + L" already " + VerbName(e.verb) + LineNote(running);
+        break;
+      }
+      case ScenarioVerb::kRun:
+        if (!s.on) {
+          problem = name + L" is not logged on";
+          break;
+        }
+        for (const auto& [program, from] : s.programs) {
+          if (program == e.program) {
+            problem = name + L" already runs " + scenario.programs[program] + LineNote(from);
+          }
+        }
+        break;
+      case ScenarioVerb::kAudioEnd:
+      case ScenarioVerb::kPresentEnd:
+      case ScenarioVerb::kRunEnd: break;  // a span that the session's end cut short has nothing to end
     }
     if (!problem.empty()) {
       *line = e.line;
@@ -503,6 +578,20 @@ bool CheckScenarioOrder(const Scenario& scenario, int* line, std::wstring* what)
     switch (e.verb) {
       case ScenarioVerb::kLogon: s = State{true, false, false, e.line}; break;
       case ScenarioVerb::kLogoff: s = State{false, false, false, e.line}; break;
+      // An end belongs to the span its line started: one that the session's end cut short
+      // must not end a later span.
+      case ScenarioVerb::kAudio: s.audio = SpanMark(e); break;
+      case ScenarioVerb::kPresent: s.presentation = SpanMark(e); break;
+      case ScenarioVerb::kRun: s.programs.emplace_back(e.program, SpanMark(e)); break;
+      case ScenarioVerb::kAudioEnd:
+        if (s.audio == SpanMark(e)) s.audio = 0;
+        break;
+      case ScenarioVerb::kPresentEnd:
+        if (s.presentation == SpanMark(e)) s.presentation = 0;
+        break;
+      case ScenarioVerb::kRunEnd:
+        std::erase_if(s.programs, [&](const auto& p) { return p.first == e.program && p.second == SpanMark(e); });
+        break;
       case ScenarioVerb::kLock: s.locked = true; s.since = e.line; break;
       case ScenarioVerb::kUnlock: s.locked = false; s.since = e.line; break;
       case ScenarioVerb::kDisconnect: s.disconnected = true; s.since = e.line; break;

@@ -10,6 +10,9 @@
 //   generate sessions=1000 seed=42 days=7 domain=CORP
 //   generate sessions=60 seed=7 kind=terminal-server
 //   Mon 08:00 domain down until 08:45   no domain controller answers meanwhile
+//   Mon 10:00 plays audio 3 until 11:00      a call or a video with sound
+//   Mon 14:00 presents 3 until 14:45         a presentation or a full-screen program
+//   Mon 18:00 runs render.exe 3 until Tue 02:00   a program (a long job) runs in the session
 //
 // Verbs: logon, logoff, lock, unlock, disconnect, reconnect (what Windows reports), and what the
 // user does at the keyboard: active (working), idle (away from it), busy (away, a program keeps
@@ -20,6 +23,11 @@
 // itself (default "Users"). For an account without a domain, "groups" are local groups too.
 // "token" gives the session a logon token the service can read its groups from (as on
 // Windows); without it the groups are asked of the domain, which a "domain down" span refuses.
+// Sound, a presentation and a program are not input: they neither start nor end the user's
+// presence at the keyboard (write "idle" beside them for a user who sits through a call), and
+// they wake no sleeping computer. Sound and a presentation start at an unlocked, connected
+// screen; a program in any session that is logged on. Each lasts until its "until" or the
+// session's end; the same one cannot start again in a session before its span is over.
 // The terminal-server kind of generated week has tokens for most users, users who disconnect
 // and reconnect over the network through the day, and the domain controller out of reach during
 // every weekday's morning log-on storm.
@@ -35,7 +43,14 @@
 
 namespace tv {
 
-enum class ScenarioVerb { kLogon, kLogoff, kLock, kUnlock, kDisconnect, kReconnect, kActive, kIdle, kBusy };
+enum class ScenarioVerb {
+  kLogon, kLogoff, kLock, kUnlock, kDisconnect, kReconnect, kActive, kIdle, kBusy,
+  kAudio, kAudioEnd, kPresent, kPresentEnd, kRun, kRunEnd,
+};
+
+// Whether `verb` starts or ends sound, a presentation or a program rather than being done at
+// the keyboard.
+bool IsSourceVerb(ScenarioVerb verb);
 
 // The verb's word in the scenario text ("logon", ...).
 const wchar_t* VerbName(ScenarioVerb verb);
@@ -57,6 +72,7 @@ struct ScenarioEvent {
   ScenarioVerb verb = ScenarioVerb::kIdle;
   int line = 0;          // the line that asked for it; 0 for a generated event
   bool implied = false;  // added by "until"
+  std::uint16_t program = 0;  // kRun, kRunEnd: the index in Scenario::programs
 };
 
 // A span in which no domain controller answers: group look-ups fail with "RPC server unavailable".
@@ -73,6 +89,9 @@ struct Scenario {
   std::vector<ScenarioSession> sessions;  // by id
   std::vector<ScenarioEvent> events;      // by time; events of one second in the order given
   std::vector<DomainOutage> outages;      // by start
+  std::vector<std::wstring> programs;     // the image names "runs" starts, each once
+  // The index of image `name` in `programs`, added when new; -1 when the table is full.
+  int ProgramIndex(const std::wstring& name);
   // Whether no domain controller answers at second `at`.
   bool DomainDownAt(std::int64_t at) const;
 

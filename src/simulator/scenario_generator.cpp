@@ -44,8 +44,16 @@ class DayWriter {
  public:
   DayWriter(Scenario* scenario, SessionId id, std::int64_t dayStart)
       : scenario_(scenario), id_(id), dayStart_(dayStart) {}
-  void At(int minuteOfDay, ScenarioVerb verb) {
-    scenario_->events.push_back({dayStart_ + std::int64_t(minuteOfDay) * 60, id_, verb, 0, false});
+  void At(int minuteOfDay, ScenarioVerb verb, std::uint16_t program = 0) {
+    scenario_->events.push_back({dayStart_ + std::int64_t(minuteOfDay) * 60, id_, verb, 0, false, program});
+  }
+  // Job `which` of kJobs runs from minute `from` to `until` of the day (past midnight too), cut
+  // short by the scenario's end.
+  void Job(int from, int until, int which) {
+    static constexpr const wchar_t* kJobs[] = {L"render.exe", L"export.exe", L"backup.exe"};
+    const auto program = static_cast<std::uint16_t>(scenario_->ProgramIndex(kJobs[which]));
+    At(from, ScenarioVerb::kRun, program);
+    if (dayStart_ + std::int64_t(until) * 60 < scenario_->Seconds()) At(until, ScenarioVerb::kRunEnd, program);
   }
 
  private:
@@ -104,13 +112,27 @@ struct Habits {
 constexpr Habits kOfficeHabits{45, 85, 80, 92};
 constexpr Habits kRemoteHabits{30, 60, 50, 90};
 
-Left Workday(DayWriter& out, Random& rnd, Left left, const Habits& habits) {
+// A call, a video or a presentation soon after arrival, sat through without input; answers
+// when it ends (`arrival` when there is none). It ends at the latest at 11:10, before any lunch.
+int MorningCall(DayWriter& out, Random& extras, int arrival) {
+  const int kind = extras.Between(1, 100);
+  if (kind > 40) return arrival;
+  const int from = arrival + extras.Between(5, 20);
+  const int until = from + extras.Between(25, 80);
+  out.At(from, kind <= 30 ? ScenarioVerb::kAudio : ScenarioVerb::kPresent);
+  out.At(from, ScenarioVerb::kIdle);
+  out.At(until, kind <= 30 ? ScenarioVerb::kAudioEnd : ScenarioVerb::kPresentEnd);
+  out.At(until, ScenarioVerb::kActive);
+  return until;
+}
+
+Left Workday(DayWriter& out, Random& rnd, Left left, const Habits& habits, Random* extras) {
   if (rnd.Chance(5)) return left;  // ill, on leave, working elsewhere
   const int arrival = 7 * 60 + 30 + rnd.Between(0, 120);
   Arrive(out, arrival, left);
   const int lunch = 11 * 60 + 45 + rnd.Between(0, 90);
   const int lunchLength = rnd.Between(30, 60);
-  Pauses(out, rnd, arrival, lunch);
+  Pauses(out, rnd, extras ? MorningCall(out, *extras, arrival) : arrival, lunch);
   const int kind = rnd.Between(1, 100);
   if (kind <= habits.lunchLock) {
     out.At(lunch, ScenarioVerb::kLock);
@@ -129,6 +151,8 @@ Left Workday(DayWriter& out, Random& rnd, Left left, const Habits& habits) {
     out.At(departure, ScenarioVerb::kLogoff);
     return Left::kNothing;
   }
+  // A job started just before leaving, in a session left open for it: it ends in the night.
+  if (extras && extras->Chance(40)) out.Job(departure - 2, departure + extras->Between(60, 600), extras->Between(0, 2));
   if (how <= habits.leaveDisconnect) {
     out.At(departure, ScenarioVerb::kDisconnect);
     return Left::kDisconnected;
@@ -178,6 +202,7 @@ void GenerateOfficeSessions(const GeneratorParams& params, Scenario* scenario) {
     }
     scenario->sessions.push_back(std::move(s));
   }
+  Random extras(params.seed ^ 0xCA11AB1Eull);
   for (int i = 0; i < params.sessions; ++i) {
     const ScenarioSession& s = scenario->sessions[static_cast<std::size_t>(first + i)];
     Left left = Left::kNothing;
@@ -185,7 +210,8 @@ void GenerateOfficeSessions(const GeneratorParams& params, Scenario* scenario) {
       DayWriter out(scenario, s.id, std::int64_t(d) * 86400);
       const int dow = (scenario->start.dayOfWeek + d) % 7;
       left = (dow == 0 || dow == 6) ? WeekendDay(out, rnd, left)
-                                    : Workday(out, rnd, left, params.terminalServer ? kRemoteHabits : kOfficeHabits);
+                                    : Workday(out, rnd, left, params.terminalServer ? kRemoteHabits : kOfficeHabits,
+                                              params.callsAndJobs ? &extras : nullptr);
     }
   }
   if (!params.terminalServer) return;

@@ -26,6 +26,12 @@ struct GeneratorParams {
   // disconnect and come back over the network during the day, and the domain controller out of
   // reach from 08:00 to 08:45 on every weekday.
   bool terminalServer = false;
+  // An office week in which some users sit through a call, a training video or their own
+  // presentation without input, and some leave a long job running in the session they leave
+  // open at night (render.exe, export.exe, backup.exe). Drawn from a stream of its own, so the
+  // rest of each day is that of an office week with the same seed, shifted only where a call
+  // opens the morning.
+  bool callsAndJobs = false;
 };
 
 // Appends `params.sessions` sessions (ids from `params.firstId`) and their events over the first

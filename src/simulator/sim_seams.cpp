@@ -115,6 +115,10 @@ BOOL ObservingSessions::QueryTokenGroups(SessionId id, std::vector<TokenGroup>& 
   return Ready() ? inner_->QueryTokenGroups(id, out) : kFalse;
 }
 
+BOOL ObservingSessions::EnumerateSessionProcesses(SessionId id, std::vector<std::wstring>& out) {
+  return Ready() ? inner_->EnumerateSessionProcesses(id, out) : kFalse;
+}
+
 namespace {
 constexpr ErrorCode kRpcServerUnavailable = 1722;
 }  // namespace

@@ -85,6 +85,7 @@ class ObservingSessions final : public Sessions {
   BOOL StartInSession(SessionId id, const std::wstring& commandLine) override;
   BOOL QueryLogonSid(SessionId id, std::wstring& out) override;
   BOOL QueryTokenGroups(SessionId id, std::vector<TokenGroup>& out) override;
+  BOOL EnumerateSessionProcesses(SessionId id, std::vector<std::wstring>& out) override;
   BOOL RegisterSessionNotification(void* window) override;
   BOOL UnregisterSessionNotification(void* window) override;
   BOOL RegisterPolicyNotification(void* event) override;

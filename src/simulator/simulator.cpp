@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 #include <new>
+#include <set>
 
 #include "platform/local_time.h"
 #include "platform/portable/accounts.h"
@@ -18,6 +19,8 @@
 #include "service/virtual_service.h"
 #include "settings/my_opts.h"
 #include "service/event_texts.h"
+#include "service/keep_alive.h"
+#include "foundation/app_message.h"
 #include "simulator/sim_seams.h"
 #include "simulator/sim_settings.h"
 #include "simulator/timeline_recorder.h"
@@ -46,6 +49,7 @@ class Driver final : public SimObserver {
       : sc_(scenario),
         keys_(keys),
         opt_(options),
+        result_(*result),
         rec_(*result, options.keepTimeline,
              options.seconds > 0 ? std::min(options.seconds, scenario.Seconds()) : scenario.Seconds()),
         clock_(options.bootTick, scenario.start),
@@ -86,6 +90,7 @@ class Driver final : public SimObserver {
       std::int64_t at = std::min(end, next < events.size() ? events[next].at : kNever);
       const std::int64_t keepAlive = NextKeepAlive();
       at = std::min(at, keepAlive);
+      if (!agentDue_.empty()) at = std::min(at, agentDue_.begin()->first);
       if (at >= end) break;
       AdvanceTo(at - 1);
       std::size_t last = next;
@@ -101,6 +106,7 @@ class Driver final : public SimObserver {
         if (keepAlive == at || trim) SignalKeepAlive();
       }
       AdvanceTo(at);
+      while (!agentDue_.empty() && agentDue_.begin()->first <= at) AgentReports(agentDue_.begin()->second);
       for (std::size_t i = next; i < last; ++i) Apply(events[i]);
       next = last;
     }
@@ -141,6 +147,7 @@ class Driver final : public SimObserver {
     Runtime* rt = Find(id);
     if (!rt) return;
     rt->exists = false;
+    EndSources(*rt);
     const bool atKeyboard = rt->mode == Mode::kActive && !rt->locked && !rt->disconnected;
     loggedOffInUse_ = atKeyboard || sec_ - rt->lastInput < std::int64_t(opts_->Timeout) * 60;
   }
@@ -180,6 +187,18 @@ class Driver final : public SimObserver {
     // computer, and an active user keeps touching it until the next one.
     std::int64_t lastInput = 0;
     std::wstring account;
+    // What runs in the session besides the user: the marks of the spans of sound and of a
+    // presentation (0: none), and the programs with their spans and simulated processes.
+    int audio = 0;
+    int presentation = 0;
+    struct Program {
+      std::uint16_t program;
+      int mark;
+      int process;
+    };
+    std::vector<Program> programs;
+    int agentReported = kActivityNone;  // the kind the agent wrote a sparing for in this idle stretch
+    std::int64_t agentDue = kNever;     // when it writes the next one, as queued in agentDue_
   };
 
   std::wstring ReportedDomain(const ScenarioSession& s) const {
@@ -231,6 +250,12 @@ class Driver final : public SimObserver {
     // grid shared by all sessions, so that their signals need the same rounds.
     keepAliveSeconds_ = std::clamp<std::int64_t>(std::int64_t(opts_->Timeout) * 30, 1, 900);
     rec_.Summary().inUseMinutes = static_cast<int>(opts_->Timeout);
+    if (opts_->Enable) {
+      KeepAliveInForce& k = result_.keepAlive;
+      k.audio = opts_->KeepAliveAudio != 0;
+      k.presentation = opts_->KeepAlivePresentation != 0;
+      k.programs = opts_->KeepAliveProcesses;
+    }
   }
 
   Runtime* Find(SessionId id) {
@@ -286,6 +311,7 @@ class Driver final : public SimObserver {
       if (!rt_[i].exists) continue;
       gone += (gone.empty() ? L"" : L", ") + rt_[i].account;
       rt_[i].exists = false;
+      EndSources(rt_[i]);
     }
     Add(TimelineEntry::Kind::kComputer, kNoSession,
         gone.empty() ? L"The computer shuts down." : L"The computer shuts down, ending the sessions of " + gone + L".");
@@ -359,7 +385,109 @@ class Driver final : public SimObserver {
   }
 
   bool WantsKeepAlive(const Runtime& rt) const {
-    return rt.exists && !rt.locked && !rt.disconnected && InputSeen(rt.mode);
+    return (rt.exists && !rt.locked && !rt.disconnected && InputSeen(rt.mode)) || AgentKind(rt) != kActivityNone;
+  }
+
+  // ---- the agent's sources besides input
+
+  // What the session's agent feeds its rate rule besides input now: sound first, as it asks.
+  // Sound is heard from a locked screen too; a locked or disconnected desktop presents nothing,
+  // and a disconnected session has no sound to play to.
+  int AgentKind(const Runtime& rt) const {
+    if (!rt.exists || rt.disconnected || !opts_->Enable) return kActivityNone;
+    if (rt.audio && opts_->KeepAliveAudio) return kActivityAudio;
+    if (rt.presentation && opts_->KeepAlivePresentation && !rt.locked) return kActivityPresentation;
+    return kActivityNone;
+  }
+
+  // Queues the second at which the agent writes that its source keeps the session past the
+  // time-out: a whole time-out after the last input, once per source and idle stretch. A user at
+  // the keyboard gives input all the while, so nothing is due.
+  void ScheduleAgent(std::size_t i) {
+    Runtime& rt = rt_[i];
+    if (rt.agentDue != kNever) agentDue_.erase({rt.agentDue, i});
+    rt.agentDue = kNever;
+    const int kind = AgentKind(rt);
+    const bool atKeyboard = rt.mode == Mode::kActive && !rt.locked;
+    if (kind == kActivityNone || kind == rt.agentReported || atKeyboard) return;
+    rt.agentDue = std::max(sec_, rt.lastInput + std::int64_t(opts_->Timeout) * 60);
+    agentDue_.emplace(rt.agentDue, i);
+  }
+
+  void AgentReports(std::size_t i) {
+    Runtime& rt = rt_[i];
+    agentDue_.erase({rt.agentDue, i});
+    rt.agentDue = kNever;
+    const int kind = AgentKind(rt);
+    if (kind == kActivityNone) return;
+    rt.agentReported = kind;
+    // The agent's own entry, in the words the service would use for the same source.
+    const KeepSource source = kind == kActivityAudio ? KeepSource::kAudio : KeepSource::kPresentation;
+    rec_.ServiceEvent(sec_, evt::kKeptAlive, {rt.account, KeepAlive::Describe(source, {})}, sc_.sessions[i].id);
+  }
+
+  void EndSources(Runtime& rt) {
+    rt.audio = rt.presentation = 0;
+    rt.programs.clear();
+    rt.agentReported = kActivityNone;
+    const std::size_t i = static_cast<std::size_t>(&rt - rt_.data());
+    if (rt.agentDue != kNever) agentDue_.erase({rt.agentDue, i});
+    rt.agentDue = kNever;
+  }
+
+  static int SpanMark(const ScenarioEvent& e) { return e.line ? e.line : -1; }
+
+  // Sound, a presentation or a program starts or ends in the session: no input, and nothing a
+  // sleeping computer wakes for.
+  void ApplySource(const ScenarioEvent& e, const ScenarioSession& s, Runtime& rt) {
+    const std::wstring program = e.verb == ScenarioVerb::kRun || e.verb == ScenarioVerb::kRunEnd
+                                     ? sc_.programs[e.program] : std::wstring();
+    if (!rt.exists) {
+      if (e.verb == ScenarioVerb::kAudio || e.verb == ScenarioVerb::kPresent || e.verb == ScenarioVerb::kRun) {
+        Add(TimelineEntry::Kind::kUser, s.id,
+            L"would start " + (program.empty() ? std::wstring(e.verb == ScenarioVerb::kAudio ? L"sound" : L"presenting")
+                                               : program) + L", but the session is gone");
+      }
+      return;
+    }
+    const int mark = SpanMark(e);
+    std::wstring text;
+    switch (e.verb) {
+      case ScenarioVerb::kAudio:
+        rt.audio = mark;
+        text = L"starts a call or a video with sound";
+        break;
+      case ScenarioVerb::kAudioEnd:
+        if (rt.audio != mark) return;  // the session it played in has ended
+        rt.audio = 0;
+        text = L"the sound stops";
+        break;
+      case ScenarioVerb::kPresent:
+        rt.presentation = mark;
+        text = L"starts presenting (full screen)";
+        break;
+      case ScenarioVerb::kPresentEnd:
+        if (rt.presentation != mark) return;
+        rt.presentation = 0;
+        text = L"stops presenting";
+        break;
+      case ScenarioVerb::kRun:
+        rt.programs.push_back({e.program, mark, table_->RunProgram(s.id, program)});
+        text = L"starts " + program;
+        break;
+      case ScenarioVerb::kRunEnd: {
+        auto it = std::find_if(rt.programs.begin(), rt.programs.end(),
+                               [&](const Runtime::Program& p) { return p.program == e.program && p.mark == mark; });
+        if (it == rt.programs.end()) return;
+        table_->EndProcess(it->process, 0);
+        rt.programs.erase(it);
+        text = program + L" ends";
+        break;
+      }
+      default: return;
+    }
+    Add(TimelineEntry::Kind::kUser, s.id, std::move(text));
+    ScheduleAgent(static_cast<std::size_t>(&rt - rt_.data()));
   }
 
   std::int64_t NextKeepAlive() const {
@@ -385,6 +513,15 @@ class Driver final : public SimObserver {
   // rule (a log-on, an unlock; a user coming back to a session that is gone logs on).
   bool SignalInput(const ScenarioEvent& e) {
     const Runtime* rt = Find(e.session);
+    if (IsSourceVerb(e.verb)) {
+      // The agent's next tick signals a source that has just started, like input.
+      if (rt && (e.verb == ScenarioVerb::kAudio || e.verb == ScenarioVerb::kPresent)) {
+        Runtime started = *rt;
+        (e.verb == ScenarioVerb::kAudio ? started.audio : started.presentation) = 1;
+        if (AgentKind(started) != AgentKind(*rt)) Signal(e.session);
+      }
+      return false;
+    }
     if (!rt || !rt->exists) {
       return e.verb == ScenarioVerb::kLogon || e.verb == ScenarioVerb::kActive || e.verb == ScenarioVerb::kBusy ||
              e.verb == ScenarioVerb::kUnlock || e.verb == ScenarioVerb::kReconnect;
@@ -409,7 +546,7 @@ class Driver final : public SimObserver {
   }
 
   // Someone at the computer starts or wakes it; walking away from it changes nothing.
-  static bool Wakes(ScenarioVerb verb) { return verb != ScenarioVerb::kIdle; }
+  static bool Wakes(ScenarioVerb verb) { return verb != ScenarioVerb::kIdle && !IsSourceVerb(verb); }
 
   static const wchar_t* Intent(ScenarioVerb verb) {
     switch (verb) {
@@ -423,6 +560,7 @@ class Driver final : public SimObserver {
   void LogOn(const ScenarioSession& s, Runtime& rt) {
     ++rec_.Summary().userLogons;
     table_->AddSession(s.id, ReportedDomain(s), s.user);
+    EndSources(rt);
     rt.exists = true;
     rt.mode = Mode::kActive;
     rt.locked = false;
@@ -433,8 +571,10 @@ class Driver final : public SimObserver {
     Runtime* rt = Find(e.session);
     if (!rt) return;
     const ScenarioSession* s = &sc_.sessions[static_cast<std::size_t>(rt - rt_.data())];
+    if (IsSourceVerb(e.verb)) return ApplySource(e, *s, *rt);
     if (Wakes(e.verb)) PowerUp();
     rt->lastInput = e.at;
+    rt->agentReported = kActivityNone;
     const wchar_t* text = nullptr;
     if (!rt->exists) {
       switch (e.verb) {
@@ -466,6 +606,7 @@ class Driver final : public SimObserver {
           ++rec_.Summary().userLogoffs;
           table_->EndSession(s->id);
           rt->exists = false;
+          EndSources(*rt);
           // The agent ends with the session and cancels its monitor, which its next round sees.
           pendingRound_ = true;
           break;
@@ -503,15 +644,18 @@ class Driver final : public SimObserver {
           text = L"leaves a program running that keeps the processor busy";
           rt->mode = Mode::kBusy;
           break;
+        default: return;  // sound, presentations and programs: ApplySource
       }
       Add(TimelineEntry::Kind::kUser, s->id, text);
     }
+    ScheduleAgent(static_cast<std::size_t>(rt - rt_.data()));
     service_->DispatchNotifications();
   }
 
   const Scenario& sc_;
   MemKeyStore& keys_;
   SimulatorOptions opt_;
+  SimulationResult& result_;
   TimelineRecorder rec_;
 
   SimulatedClock clock_;
@@ -539,6 +683,8 @@ class Driver final : public SimObserver {
   SessionId touched_ = kNoSession;
 
   std::vector<Runtime> rt_;
+  // The agents' next sparing entries: (second, place in rt_).
+  std::set<std::pair<std::int64_t, std::size_t>> agentDue_;
   std::multimap<std::wstring, SessionId> byAccount_;
   std::vector<int> index_;  // by session number: the session's place in sc_.sessions and rt_
 };

@@ -51,6 +51,13 @@ struct SimulationSummary {
   int sparedSchedule = 0;      // 0xa0000019
   int sparedNotEnabled = 0;    // 0xa000000e
   int notMonitored = 0;        // 0x60000007, 0x60000008, 0x60000009
+  // Sparings at the time-out by a source other than input (0x60000040, once per idle stretch):
+  // no input yet (IdleFromFirstInput) and a listed program, written by the service; sound and a
+  // presentation, written by the session's agent.
+  int keptNoInput = 0;
+  int keptProgram = 0;
+  int keptAudio = 0;
+  int keptPresentation = 0;
   int shutdowns = 0;           // 0x60000012
   int suspends = 0;            // 0x60000014
   int errors = 0;              // entries of the error type
@@ -59,11 +66,21 @@ struct SimulationSummary {
   std::map<DWORD, int> eventCounts;  // every event-log identifier written, with its count
 
   int PowerActions() const { return shutdowns + suspends; }
+  int Kept() const { return keptNoInput + keptProgram + keptAudio + keptPresentation; }
+};
+
+// The sources besides input that the run's settings let keep a session in use (none while the
+// log-off is switched off, which then spares everybody anyway).
+struct KeepAliveInForce {
+  bool audio = false;
+  bool presentation = false;
+  std::vector<std::wstring> programs;  // KeepAliveProcesses
 };
 
 struct SimulationResult {
   std::vector<TimelineEntry> timeline;  // in the order things happened
   SimulationSummary summary;
+  KeepAliveInForce keepAlive;
   std::int64_t rounds = 0;  // rounds of the service run (a second each)
 };
 

@@ -3,9 +3,29 @@
 #include <cwchar>
 
 #include "service/event_texts.h"
+#include "service/keep_alive.h"
 #include "service/service_log.h"
 
 namespace tv {
+
+namespace {
+
+// Which source a sparing names, read back from the reason the service and the agent both write.
+KeepSource SourceOfSparing(const std::vector<std::wstring>& strings) {
+  if (strings.size() < 2) return KeepSource::kNone;
+  const std::wstring& why = strings[1];
+  for (KeepSource source : {KeepSource::kNoInputYet, KeepSource::kAudio, KeepSource::kPresentation}) {
+    if (why == KeepAlive::Describe(source, {})) return source;
+  }
+  // The program's name sits between the quotes of its reason.
+  const std::wstring program = KeepAlive::Describe(KeepSource::kProgram, {});
+  const std::size_t cut = program.find(L"''") + 1;
+  if (why.size() > program.size() && why.starts_with(program.substr(0, cut)) && why.ends_with(program.substr(cut)))
+    return KeepSource::kProgram;
+  return KeepSource::kNone;
+}
+
+}  // namespace
 
 bool TimelineRecorder::NamesAccount(DWORD eventId) {
   const wchar_t* raw = FindEventText(eventId);
@@ -28,6 +48,15 @@ void TimelineRecorder::ServiceEvent(std::int64_t at, DWORD eventId, const std::v
     case evt::kSkippedGroupsUnknown: ++s.notMonitored; break;
     case evt::kShutdownInitiated: ++s.shutdowns; break;
     case evt::kSuspendInitiated: ++s.suspends; break;
+    case evt::kKeptAlive:
+      switch (SourceOfSparing(strings)) {
+        case KeepSource::kNoInputYet: ++s.keptNoInput; break;
+        case KeepSource::kProgram: ++s.keptProgram; break;
+        case KeepSource::kAudio: ++s.keptAudio; break;
+        case KeepSource::kPresentation: ++s.keptPresentation; break;
+        case KeepSource::kNone: break;
+      }
+      break;
     default: break;
   }
   if (EventTypeOf(eventId) == EventType::kError) ++s.errors;
