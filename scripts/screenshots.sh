@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Captures the boxes a user sees into docs/images/: the warning, the warning over its full-screen
 # backdrop, an extended box with mark-up and links, a mark-up sample, and the configuration
-# utility's schedule editor, message editor and data-loss warning. Runs tv-showbox from a
+# utility's schedule editor, message editor, data-loss warning and Activity dialog, and the
+# update check's offer of a newer version. Runs tv-showbox from a
 # Windows build under Wine on a private Xvfb display and a private prefix inside the build folder.
 #   scripts/screenshots.sh [BUILD_DIR]      (default build/windows)
 set -eu
@@ -87,6 +88,7 @@ shot sample markup-sample.png
 shot schedule schedule-editor.png
 shot custom-msg custom-message.png
 shot data-loss data-loss-warning.png WARNING
+shot activity activity-dialog.png Activity
 
 # The utility on a configured computer, then on one whose settings come from a group policy.
 settings='HKLM\SOFTWARE\Brellick\Tarnvale'
@@ -103,3 +105,18 @@ wine reg add "$policy" /v Enable /t REG_DWORD /d 1 /f >/dev/null 2>&1
 wine reg add "$policy" /v Timeout /t REG_DWORD /d 15 /f >/dev/null 2>&1
 utility main-dialog-policy.png
 wine reg delete "$policy" /f >/dev/null 2>&1
+
+# The update check's offer, from a manifest in a folder as an administrator would publish it
+# (only the package's hash is checked, and only when it is downloaded).
+updates="$WINEPREFIX/drive_c/updates"
+mkdir -p "$updates"
+head -c 4096 /dev/zero > "$updates/Tarnvale-24.10.0-x64.msi"
+sha=$(sha256sum "$updates/Tarnvale-24.10.0-x64.msi" | cut -d' ' -f1)
+printf '<?xml version="1.0"?>\r\n<TarnvaleUpdate>\r\n\t<Version>24.10.0</Version>\r\n\t<Package Size="4096" SHA256="%s">Tarnvale-24.10.0-x64.msi</Package>\r\n\t<Released>2024-10-01</Released>\r\n\t<Notes>Calls, videos, presentations and listed programs can keep a session alive; kiosks count idle time from the first input.</Notes>\r\n</TarnvaleUpdate>\r\n' "$sha" > "$updates/Tarnvale-update.xml"
+wine reg add "$settings" /v UpdateSource /t REG_SZ /d 'C:\updates\Tarnvale-update.xml' /f >/dev/null 2>&1
+wine "$bin/TV64.EXE" /CHECK4UPDATES </dev/null >/dev/null 2>&1 &
+check_pid=$!
+capture Tarnvale update-newer.png || true
+wine taskkill /F /IM TV64.EXE >/dev/null 2>&1 || true
+wait "$check_pid" 2>/dev/null || true
+wine reg delete "$settings" /v UpdateSource /f >/dev/null 2>&1

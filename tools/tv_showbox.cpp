@@ -2,7 +2,7 @@
 // can be taken of it (scripts/screenshots.sh). Windows only; loads the resources from TV64.DLL in
 // its own folder.
 //
-//   tv-showbox warning|fullscreen|markup|sample|schedule|custom-msg|data-loss [seconds]
+//   tv-showbox warning|fullscreen|markup|sample|schedule|custom-msg|data-loss|activity [seconds]
 #include <cwchar>
 #include <cwctype>
 #include <string>
@@ -11,6 +11,7 @@
 #include "config_ui/main_dialog_ids.h"
 #include "config_ui/msg_box.h"
 #include "config_ui/msg_box_ids.h"
+#include "config_ui/win32/dlg_activity.h"
 #include "config_ui/win32/dlg_custom_msg.h"
 #include "config_ui/win32/dlg_schedule.h"
 #include "config_ui/win32/dlg_warning_data_loss.h"
@@ -128,6 +129,13 @@ int wmain(int argc, wchar_t** argv) {
     tv::DlgCustomMsg dialog(text, false);
     return ShowDialog(dialog, resources, seconds);
   }
+  if (kind == L"activity") {
+    tv::MyOpts opts;
+    opts.KeepAliveAudio = opts.KeepAlivePresentation = 1;
+    opts.KeepAliveProcesses = {L"render.exe", L"blender*", L"ffmpeg.exe"};
+    tv::DlgActivity dialog(opts, false);
+    return ShowDialog(dialog, resources, seconds);
+  }
   if (kind == L"data-loss") {
     tv::DlgWarningDataLoss dialog;
     return ShowDialog(dialog, resources, seconds);
@@ -152,6 +160,6 @@ int wmain(int argc, wchar_t** argv) {
                      L"<CENTER>A centred line</CENTER><BR><NOBR>Kept whole: <B>5:00</B> minute(s)</NOBR>") >= 0 ? 0 : 1;
   }
   std::fwprintf(stderr,
-                L"usage: tv-showbox warning|fullscreen|markup|sample|schedule|custom-msg|data-loss [seconds]\n");
+                L"usage: tv-showbox warning|fullscreen|markup|sample|schedule|custom-msg|data-loss|activity [seconds]\n");
   return 2;
 }
