@@ -27,7 +27,8 @@
 // presence at the keyboard (write "idle" beside them for a user who sits through a call), and
 // they wake no sleeping computer. Sound and a presentation start at an unlocked, connected
 // screen; a program in any session that is logged on. Each lasts until its "until" or the
-// session's end; the same one cannot start again in a session before its span is over.
+// session's end, whichever comes first; the same one cannot start again in a session while it
+// runs there.
 // The terminal-server kind of generated week has tokens for most users, users who disconnect
 // and reconnect over the network through the day, and the domain controller out of reach during
 // every weekday's morning log-on storm.

@@ -41,5 +41,34 @@ TEST(Generator, MakesConsistentOfficeDaysForAnyStartSeedAndLength) {
   }
 }
 
+
+// The week with calls and jobs: every call is sat through without input and ends before lunch,
+// and every job starts in a session its user leaves open and ends by the next morning.
+TEST(Generator, OfficeWithCallsAndJobsIsConsistentAndHasEveryKind) {
+  for (int seed : {1, 2}) {
+    const Scenario s =
+        MustParse(L"start 2024-01-08\ndays 7\ngenerate sessions=80 seed=" + std::to_wstring(seed) + L" kind=office-calls\n");
+    int audio = 0, presents = 0, runs = 0;
+    for (std::size_t i = 0; i < s.events.size(); ++i) {
+      const ScenarioEvent& e = s.events[i];
+      const SystemTime t = ScenarioTime(s, e.at);
+      if (e.verb == ScenarioVerb::kAudio || e.verb == ScenarioVerb::kPresent) {
+        ++(e.verb == ScenarioVerb::kAudio ? audio : presents);
+        EXPECT_TRUE(t.hour >= 7 && t.hour <= 9) << t.hour;
+      }
+      if (e.verb == ScenarioVerb::kAudioEnd || e.verb == ScenarioVerb::kPresentEnd) EXPECT_LT(t.hour * 60 + t.minute, 11 * 60 + 45);
+      if (e.verb == ScenarioVerb::kRun) {
+        ++runs;
+        EXPECT_GE(t.hour, 15);
+      }
+      if (e.verb == ScenarioVerb::kRunEnd) EXPECT_TRUE(t.hour >= 17 || t.hour < 5) << t.hour;
+    }
+    EXPECT_GT(audio, presents);
+    EXPECT_GT(presents, 0);
+    EXPECT_GT(runs, 0);
+    EXPECT_EQ(s.programs.size(), 3u);
+  }
+}
+
 }  // namespace
 }  // namespace tv

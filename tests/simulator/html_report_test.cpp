@@ -105,5 +105,42 @@ TEST(HtmlReport, LargeScenariosAreCutToTheRowLimitWithANote) {
             std::string::npos);
 }
 
+
+// A stretch away from the keyboard is drawn as kept in use only while a source runs that the
+// run's settings count, and where it can be seen: sound on a locked screen too, a presentation
+// only on one in view, a listed program even in a disconnected session.
+TEST(HtmlReport, StretchesKeptInUseFollowTheSourcesTheSettingsCount) {
+  const Scenario s = test::MustParse(
+      L"days 1\nsession 1 user=alice\n"
+      L"Mon 08:00 logon 1\nMon 09:00 plays audio 1 until 10:00\nMon 09:00 idle 1\nMon 09:30 lock 1\n"
+      L"Mon 11:00 unlock 1\nMon 11:00 presents 1 until 13:00\nMon 11:00 idle 1\nMon 12:00 lock 1\n"
+      L"Mon 14:00 runs render.exe 1\nMon 14:00 disconnect 1\nMon 16:00 runs backup.exe 1\n");
+  KeepAliveInForce all;
+  all.audio = all.presentation = true;
+  all.programs = {L"render*"};
+  const struct Case {
+    const char* name;
+    KeepAliveInForce rules;
+    std::vector<std::pair<std::int64_t, State>> starts;  // each stretch's start (hours) and state
+  } cases[] = {
+      {"all counted", all,
+       {{8, State::kActive}, {9, State::kKept}, {10, State::kLocked}, {11, State::kKept}, {12, State::kLocked},
+        {14, State::kKept}}},
+      {"none counted", {},
+       {{8, State::kActive}, {9, State::kIdle}, {9, State::kLocked}, {11, State::kIdle}, {12, State::kLocked},
+        {14, State::kDisconnected}}},
+  };
+  for (const Case& c : cases) {
+    SimulationResult r;
+    r.keepAlive = c.rules;
+    const auto stretches = SessionStretches(s, r, 1);
+    ASSERT_EQ(stretches.size(), c.starts.size()) << c.name;
+    for (std::size_t i = 0; i < stretches.size(); ++i) {
+      EXPECT_EQ(stretches[i].from / kHour, c.starts[i].first) << c.name << " " << i;
+      EXPECT_EQ(stretches[i].state, c.starts[i].second) << c.name << " " << i;
+    }
+  }
+}
+
 }  // namespace
 }  // namespace tv

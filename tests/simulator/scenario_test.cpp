@@ -87,6 +87,29 @@ TEST(Scenario, EventsOfOneSecondKeepTheirOrder) {
   EXPECT_EQ(s.events[3].verb, ScenarioVerb::kLock);
 }
 
+TEST(Scenario, SpansOfSoundPresentationAndProgramsEndWithTheirOwnVerbAndProgram) {
+  const Scenario s = MustParse(L"session 3 user=bob\nMon 08:00 logon 3\nMon 18:00 runs render.exe 3 until Tue 02:00\n"
+                               L"Mon 10:00 plays audio 3 until 11:00\nMon 10:00 presents 3\n"
+                               L"Mon 19:00 runs backup.exe 3 until 20:00\nTue 09:00 runs Render.exe 3\n");
+  ASSERT_EQ(s.programs, (std::vector<std::wstring>{L"render.exe", L"backup.exe"}));
+  const struct {
+    std::int64_t at;
+    ScenarioVerb verb;
+    std::uint16_t program;
+  } expected[] = {
+      {28800, ScenarioVerb::kLogon, 0},       {36000, ScenarioVerb::kAudio, 0},  {36000, ScenarioVerb::kPresent, 0},
+      {39600, ScenarioVerb::kAudioEnd, 0},  {64800, ScenarioVerb::kRun, 0},    {68400, ScenarioVerb::kRun, 1},
+      {72000, ScenarioVerb::kRunEnd, 1},    {93600, ScenarioVerb::kRunEnd, 0}, {118800, ScenarioVerb::kRun, 0},
+  };
+  ASSERT_EQ(s.events.size(), std::size(expected));
+  for (std::size_t i = 0; i < s.events.size(); ++i) {
+    EXPECT_EQ(s.events[i].at, expected[i].at) << i;
+    EXPECT_EQ(s.events[i].verb, expected[i].verb) << i;
+    if (s.events[i].verb == ScenarioVerb::kRun || s.events[i].verb == ScenarioVerb::kRunEnd)
+      EXPECT_EQ(s.events[i].program, expected[i].program) << i;
+  }
+}
+
 TEST(Scenario, SyntaxErrorsNameTheLine) {
   const std::wstring head = L"session 3 user=bob\n";  // line 1
   const struct Case {
@@ -122,6 +145,12 @@ TEST(Scenario, SyntaxErrorsNameTheLine) {
       {L"Mon 08:00 domain down", L"t.txt:2: a domain outage reads 'Mon 08:00 domain down until 08:45'"},
       {L"Mon 08:00 domain up until 09:00", L"t.txt:2: a domain outage reads"},
       {L"Mon 08:00 domain down until 07:00", L"t.txt:2: 'until' must be later than the outage's start"},
+      {L"Mon 08:00 plays video 3", L"t.txt:2: 'plays' goes with audio"},
+      {L"Mon 08:00 plays audio", L"t.txt:2: 'plays' needs a session number"},
+      {L"Mon 08:00 runs C:\\bin\\render.exe 3", L"t.txt:2: 'C:\\bin\\render.exe' is not a program's file name"},
+      {L"Mon 08:00 runs render* 3", L"t.txt:2: 'render*' is not a program's file name such as render.exe (a running"},
+      {L"Mon 08:00 runs render.exe 3 until 07:00", L"t.txt:2: 'until' must be later"},
+      {L"Mon 08:00 presents 3 for 09:00", L"t.txt:2: unexpected 'for'"},
   };
   for (const Case& c : cases) ExpectError(head + c.line + L"\n", c.expected);
   // The limits that keep a generated scenario small are checked before anything is generated.
@@ -146,9 +175,25 @@ TEST(Scenario, VerbsOutOfOrderForTheirSessionNameTheLine) {
       // An implied event is checked at its own time and blamed on the line that asked for it.
       {L"Mon 08:00 logon 1\nMon 09:00 lock 1 until 10:00\nMon 09:30 logoff 1\n",
        L"t.txt:4: unlock: session 1 is not locked"},
+      // Sound and a presentation start at a screen in view; a program in any session logged on.
+      {L"Mon 08:00 logon 1\nMon 09:00 lock 1\nMon 09:30 presents 1\n", L"t.txt:5: presents: session 1 is locked (line 4)"},
+      {L"Mon 08:00 logon 1\nMon 09:00 disconnect 1\nMon 09:30 plays audio 1\n",
+       L"t.txt:5: plays audio: session 1 is disconnected (line 4)"},
+      {L"Mon 09:00 runs render.exe 1\n", L"t.txt:3: runs: session 1 is not logged on"},
+      {L"Mon 08:00 logon 1\nMon 09:00 plays audio 1 until 10:00\nMon 09:30 plays audio 1\n",
+       L"t.txt:5: plays audio: session 1 already plays audio (line 4)"},
+      {L"Mon 08:00 logon 1\nMon 09:00 runs render.exe 1 until 11:00\nMon 09:50 runs RENDER.EXE 1\n",
+       L"t.txt:5: runs: session 1 already runs render.exe (line 4)"},
   };
   for (const Case& c : cases) ExpectError(head + c.body, c.expected);
   // A disconnected, locked session may be reconnected and unlocked, and logged off from any state.
+  // Sound from a locked screen, a program in a disconnected session, another program beside it,
+  // and the same source again once its span is over.
+  EXPECT_EQ(ParseError(head + L"Mon 08:00 logon 1\nMon 08:10 plays audio 1 until 09:00\nMon 08:20 lock 1\n"
+                              L"Mon 08:30 runs render.exe 1 until Tue 02:00\nMon 08:31 disconnect 1\n"
+                              L"Mon 08:40 runs export.exe 1\nMon 09:30 reconnect 1\nMon 09:31 unlock 1\n"
+                              L"Mon 09:32 plays audio 1\n"),
+            L"");
   EXPECT_EQ(ParseError(head + L"Mon 08:00 logon 1\nMon 09:00 lock 1\nMon 09:01 disconnect 1\n"
                               L"Mon 09:02 reconnect 1\nMon 09:03 unlock 1\nMon 09:04 disconnect 1\nMon 09:05 logoff 1\n"),
             L"");

@@ -120,5 +120,56 @@ TEST(Simulator, SummaryCountsStaleLogoffsOfSessionsInUse) {
       << summary;
 }
 
+
+// Sound and a presentation reach the service as the agent's activity, a listed program through
+// the session's process list; each keeps its session only while its setting is on and while it
+// can be seen (no sound to a disconnected client, no presentation on a locked screen), says so
+// once per idle stretch, and lets the time-out run once it ends.
+TEST(Simulator, SoundPresentationsAndProgramsKeepTheirOwnSessionsWhileCounted) {
+  const std::wstring text =
+      L"session 1 user=alice\nsession 2 user=bob\nsession 3 user=carl\nsession 4 user=dora\nsession 5 user=eve\n"
+      L"Mon 08:00 logon 1\nMon 08:00 logon 2\nMon 08:00 logon 3\nMon 08:00 logon 4\nMon 08:00 logon 5\n"
+      L"Mon 09:00 plays audio 1 until 10:30\nMon 09:00 idle 1 until 10:30\n"
+      L"Mon 09:00 presents 2 until 10:00\nMon 09:00 idle 2\n"
+      L"Mon 17:00 runs render.exe 3 until 19:40\nMon 17:00 disconnect 3\n"
+      L"Mon 09:00 plays audio 4 until 11:00\nMon 09:05 disconnect 4\n"
+      L"Mon 09:00 presents 5 until 11:00\nMon 09:01 lock 5\n";
+  const struct Case {
+    const char* name;
+    test::EditOpts edit;
+    int audio, presentation, program;
+    std::vector<std::wstring> loggedOff;  // "<when> #<session>", in order
+  } cases[] = {
+      {"all counted",
+       [](MyOpts& o) {
+         o.KeepAliveAudio = o.KeepAlivePresentation = 1;
+         o.KeepAliveProcesses = {L"render*"};
+       },
+       1, 1, 1, {L"Mon 09:35:00 #4", L"Mon 09:36:00 #5", L"Mon 10:35:00 #2", L"Mon 20:00:00 #3"}},
+      {"none counted", {}, 0, 0, 0,
+       {L"Mon 09:35:00 #1", L"Mon 09:35:00 #2", L"Mon 09:35:00 #4", L"Mon 09:36:00 #5", L"Mon 17:30:00 #3"}},
+      {"another program listed", [](MyOpts& o) { o.KeepAliveProcesses = {L"export.exe"}; }, 0, 0, 0,
+       {L"Mon 09:35:00 #1", L"Mon 09:35:00 #2", L"Mon 09:35:00 #4", L"Mon 09:36:00 #5", L"Mon 17:30:00 #3"}},
+  };
+  for (const Case& c : cases) {
+    SimulatorOptions options;
+    options.seconds = 86400;
+    const auto r = RunScenario(text, 30, 5, c.edit, options);
+    const SimulationSummary& sum = r.result.summary;
+    EXPECT_EQ(sum.keptAudio, c.audio) << c.name;
+    EXPECT_EQ(sum.keptPresentation, c.presentation) << c.name;
+    EXPECT_EQ(sum.keptProgram, c.program) << c.name;
+    EXPECT_EQ(sum.Kept(), r.Count(L"did not warn or log off")) << c.name;
+    std::vector<std::wstring> off;
+    for (const std::wstring& line : r.lines) {
+      if (line.find(L"Tarnvale logged off the user") != std::wstring::npos) off.push_back(line.substr(0, 15));
+    }
+    EXPECT_EQ(off, c.loggedOff) << c.name;
+    // The agent's sparings are written on their own schedule: running every second changes nothing.
+    options.exact = true;
+    EXPECT_EQ(RunScenario(text, 30, 5, c.edit, options).lines, r.lines) << c.name;
+  }
+}
+
 }  // namespace
 }  // namespace tv
