@@ -165,5 +165,37 @@ TEST(TimelineGolden, TerminalServerWeekWithRemoteReturnsAndNoDomainControllerEac
                                  << result.summary.warnings << " warnings, " << result.summary.logoffs << " log-offs)";
 }
 
+
+TEST(TimelineGolden, OfficeWeekWithCallsPresentationsAndOvernightJobs) {
+  // Sound and presentations counted, render and export jobs listed (backup.exe is not), no
+  // stale trimming to hide them: the sessions they keep say so, once per idle stretch and
+  // source, and a job's end lets its session's time-out run again.
+  MemKeyStore keys;
+  test::WriteSettings(keys, 30, 5, [](MyOpts& o) {
+    OfficeRules(o);
+    o.LogoffStale = 0;
+    o.KeepAliveAudio = 1;
+    o.KeepAlivePresentation = 1;
+    o.KeepAliveProcesses = {L"render*", L"export.exe"};
+  });
+  const Scenario scenario =
+      test::MustParse(L"start 2024-01-08\ndays 7\ngenerate sessions=100 seed=4 days=7 kind=office-calls\n");
+  SimulationResult result;
+  std::wstring error;
+  ASSERT_TRUE(RunSimulation(scenario, keys, {}, &result, &error)) << testing::PrintToString(error);
+  const SimulationSummary& sum = result.summary;
+  EXPECT_GT(sum.keptAudio, 0);
+  EXPECT_GT(sum.keptPresentation, 0);
+  EXPECT_GT(sum.keptProgram, 0);
+  for (const TimelineEntry& e : result.timeline) {
+    if (e.eventId == evt::kKeptAlive) EXPECT_EQ(e.text.find(L"backup.exe"), std::wstring::npos);
+  }
+  const std::string text = FormatTimeline(scenario, result) + FormatSummary(scenario, result);
+  EXPECT_EQ(Fnv1a(text), 0xed5e886dbf64319aull) << "new digest 0x" << std::hex << Fnv1a(text) << std::dec << " ("
+                                 << sum.warnings << " warnings, " << sum.logoffs << " log-offs)";
+  EXPECT_EQ(sum.warnings, 639);
+  EXPECT_EQ(sum.logoffs, 660);
+}
+
 }  // namespace
 }  // namespace tv
