@@ -9,7 +9,6 @@
 
 #include <fstream>
 #include <iterator>
-#include <sstream>
 #include <string>
 
 // First: its DWORD must be the system's, as in its own source, not the one the product's headers bring.
@@ -98,13 +97,13 @@ std::wstring ComputerName() {
 }
 
 // The stand-in in place of Wine's library for TV64.EXE alone, with a session script and a
-// journal; everything is put back when it goes. A copy left by an interrupted run answers as
-// Wine's own library does, since it passes every call on while no script exists.
+// journal; everything is put back when it goes. A copy left by a run killed half-way answers as
+// Wine's own library does, since it passes every call on once the script's owner has ended.
 class StandinPrefix {
  public:
   ~StandinPrefix() { Remove(); }
 
-  // 0 when installed; else what went wrong.
+  // Empty when installed; else what went wrong.
   std::string Install() {
     const std::wstring system = SystemFolder();
     live_ = system + L"\\wtsapi32.dll";
