@@ -212,6 +212,12 @@ std::vector<std::wstring> DescribeSettings(const MyOpts& o) {
     out.push_back(L"The session of the most recent log-on, connect or unlock is never logged off (whoever typed "
                   L"last is not spared for that).");
   }
+  std::wstring kept;
+  if (o.KeepAliveAudio) kept = L"sound played or recorded in it";
+  if (o.KeepAlivePresentation) kept += (kept.empty() ? L"" : L", ") + std::wstring(L"a presentation or full-screen program");
+  if (!o.KeepAliveProcesses.empty()) kept += (kept.empty() ? L"" : L", ") + std::wstring(L"a running ") + JoinList(o.KeepAliveProcesses);
+  if (!kept.empty()) out.push_back(L"Also keeps a session in use without input: " + kept + L".");
+  if (o.IdleFromFirstInput) out.push_back(L"A session's idle time starts at its first input (kiosks).");
   out.push_back(L"Applies to: " + (o.ApplyTo.empty() ? std::wstring(L"everybody") : JoinList(o.ApplyTo)) +
                 (o.Exclude.empty() ? std::wstring(L".") : L"; never to: " + JoinList(o.Exclude) + L"."));
   out.push_back(DescribeSchedule(o));
