@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Renders the simulator's HTML report of the example week into docs/images/report.png (the
-# picture in the README), with Debian's headless Chromium, which it installs when missing. Not
+# Renders the simulator's HTML report of the example week into docs/images/report.png and of the
+# week with calls and jobs into docs/images/report-calls.png (the pictures in the README), with Debian's headless Chromium, which it installs when missing. Not
 # part of `make test`: it is run by hand after the report changes.
 #
 #   scripts/report-screenshot.sh [NATIVE_BUILD_DIR]   (default build/native)
@@ -17,9 +17,14 @@ if [ -z "$browser" ]; then
 fi
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-"$sim" --settings examples/office.cfg --scenario examples/office-week.txt --report "$work/report.html" >/dev/null
 mkdir -p docs/images
-"$browser" --headless --no-sandbox --disable-gpu --hide-scrollbars --window-size=1240,1000 \
-  --screenshot="$PWD/docs/images/report.png" "file://$work/report.html" >/dev/null 2>&1
-[ -s docs/images/report.png ] || { echo "report-screenshot: no picture was written" >&2; exit 1; }
-echo "report-screenshot: docs/images/report.png"
+# The example week, and the week whose calls, presentations and jobs keep sessions in use.
+for pair in office.cfg:office-week.txt:report office-calls.cfg:calls-week.txt:report-calls; do
+  IFS=: read -r cfg week picture <<<"$pair"
+  rm -f "docs/images/$picture.png"
+  "$sim" --settings "examples/$cfg" --scenario "examples/$week" --report "$work/$picture.html" >/dev/null
+  "$browser" --headless --no-sandbox --disable-gpu --hide-scrollbars --window-size=1240,1000 \
+    --screenshot="$PWD/docs/images/$picture.png" "file://$work/$picture.html" >/dev/null 2>&1
+  [ -s "docs/images/$picture.png" ] || { echo "report-screenshot: no picture was written" >&2; exit 1; }
+  echo "report-screenshot: docs/images/$picture.png"
+done
