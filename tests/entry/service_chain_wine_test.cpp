@@ -128,10 +128,12 @@ class StandinPrefix {
   // Session `id` with the test's own user logged on, active and unlocked: the user Wine runs
   // everything as, so the token the agent gets is that user's.
   bool LogOn(::DWORD id) {
-    const std::wstring key = std::wstring(standin::kScriptKey) + L"\\" + standin::kSessionsKey + L"\\" + std::to_wstring(id);
+    const std::wstring key =
+        std::wstring(standin::kScriptKey) + L"\\" + standin::kSessionsKey + L"\\" + std::to_wstring(id);
     return SetText(HKEY_LOCAL_MACHINE, key, standin::kUserValue, OwnUserName()) &&
            SetText(HKEY_LOCAL_MACHINE, key, standin::kDomainValue, ComputerName()) &&
-           SetNumber(HKEY_LOCAL_MACHINE, key, standin::kStateValue, 0) && SetNumber(HKEY_LOCAL_MACHINE, key, standin::kLockedValue, 0);
+           SetNumber(HKEY_LOCAL_MACHINE, key, standin::kStateValue, 0) &&
+           SetNumber(HKEY_LOCAL_MACHINE, key, standin::kLockedValue, 0);
   }
 
   // The journal's lines that begin with `start`.
@@ -181,18 +183,22 @@ class OwnSettings {
 
   // A minute of idleness before the warning, a minute of countdown, and nothing else that could
   // keep the session or end it: no processor load as activity (the build host is busy), no
-  // exemptions, no schedule, no power action, and lists that apply to everyone.
+  // exemptions, no sound or presentation keeping it, no schedule, no power action, and lists
+  // that apply to everyone and keep no program's session.
   bool Write() {
     const struct {
       const wchar_t* name;
       ::DWORD value;
-    } values[] = {{L"Enable", 1},       {L"Timeout", 1},    {L"MessageTimeout", 1},     {L"MonitorKB", 1},
-                  {L"MonitorMouse", 1}, {L"MonitorCPU", 0}, {L"KeepLastActiveUser", 0}, {L"LogoffStale", 0},
-                  {L"FullScreen", 0},   {L"UseSchedule", 0}, {L"Shutdown", 0}};
+    } values[] = {
+        {L"Enable", 1},         {L"Timeout", 1},     {L"MessageTimeout", 1},      {L"MonitorKB", 1},
+        {L"MonitorMouse", 1},   {L"MonitorCPU", 0},  {L"KeepLastActiveUser", 0},  {L"LogoffStale", 0},
+        {L"FullScreen", 0},     {L"UseSchedule", 0}, {L"Shutdown", 0},            {L"KeepAliveAudio", 0},
+        {L"KeepAlivePresentation", 0},
+    };
     for (const auto& v : values) {
       if (!SetNumber(HKEY_LOCAL_MACHINE, kProductKey, v.name, v.value)) return false;
     }
-    for (const wchar_t* list : {L"\\ApplyTo", L"\\Exclude"}) {
+    for (const wchar_t* list : {L"\\ApplyTo", L"\\Exclude", L"\\KeepAliveProcesses"}) {
       HKEY key = nullptr;
       if (::RegCreateKeyExW(HKEY_LOCAL_MACHINE, (std::wstring(kProductKey) + list).c_str(), 0, nullptr, 0, KEY_WRITE,
                             nullptr, &key, nullptr) != ERROR_SUCCESS)
