@@ -177,6 +177,37 @@ void Marker(std::string& svg, const Chart& chart, const TimelineEntry& e, int y)
   }
 }
 
+// Whether the chart marks `e`: a warning, a forced log-off, a sparing or an error, a power action.
+bool Marked(const TimelineEntry& e) {
+  return e.kind == TimelineEntry::Kind::kWarning || IsForcedLogoff(e) || e.kind == TimelineEntry::Kind::kComputer ||
+         (e.kind == TimelineEntry::Kind::kService && IsSparedOrError(e.eventId));
+}
+
+// What the chart's marks stand for, in words, so that they can be read (and searched, printed,
+// read aloud) without hovering over each one.
+void EventList(std::string& html, const Scenario& scenario, const SimulationResult& result) {
+  std::size_t listed = 0, marked = 0;
+  std::string rows;
+  for (const TimelineEntry& e : result.timeline) {
+    if (!Marked(e)) continue;
+    if (++marked > kMaxReportEvents) continue;
+    ++listed;
+    rows += "<tr><td>" + Escape(FormatWhen(scenario, e.at)) + "</td><td>" +
+            (e.session == kNoSession ? Escape(scenario.computer) : std::to_string(e.session) + " " + Escape(e.account)) +
+            "</td><td>" + Escape(e.text) + "</td></tr>\n";
+  }
+  html += "<h2>Events</h2>\n";
+  if (marked == 0) {
+    html += "<p>No warnings, log-offs, sparings, errors or power actions.</p>\n";
+    return;
+  }
+  if (listed < marked) {
+    html += "<p>The first " + std::to_string(listed) + " of " + std::to_string(marked) +
+            " events; tv-sim's timeline has them all.</p>\n";
+  }
+  html += "<table class=\"events\">\n<tr><th>When</th><th>Session</th><th>What</th></tr>\n" + rows + "</table>\n";
+}
+
 void SummaryRow(std::string& html, const char* what, int count) {
   html += "<tr><td>" + std::string(what) + "</td><td class=\"n\">" + std::to_string(count) + "</td></tr>\n";
 }
@@ -231,6 +262,21 @@ std::vector<SessionStretch> SessionStretches(const Scenario& scenario, const Sim
   return out;
 }
 
+std::vector<std::pair<std::int64_t, std::int64_t>> OffScheduleRuns(const SimulationResult& result, int dayOfWeek) {
+  std::vector<std::pair<std::int64_t, std::int64_t>> runs;
+  if (!result.schedule) return runs;
+  for (int cell = 0; cell < kCellsPerDay; ++cell) {
+    if (result.schedule->IsActive(dayOfWeek, cell)) continue;
+    const std::int64_t from = std::int64_t(cell) * 1800;
+    if (!runs.empty() && runs.back().second == from) {
+      runs.back().second = from + 1800;
+    } else {
+      runs.emplace_back(from, from + 1800);
+    }
+  }
+  return runs;
+}
+
 std::string FormatHtmlReport(const Scenario& scenario, const SimulationResult& result,
                              const std::vector<std::wstring>& settings, const std::wstring& title) {
   const Chart chart{scenario, double(std::max<std::int64_t>(scenario.Seconds(), 1))};
@@ -241,15 +287,15 @@ std::string FormatHtmlReport(const Scenario& scenario, const SimulationResult& r
   std::string svg = "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + std::to_string(width) + "\" height=\"" +
                     std::to_string(height) + "\" viewBox=\"0 0 " + std::to_string(width) + " " + std::to_string(height) +
                     "\" role=\"img\" aria-label=\"Sessions across the simulated days\">\n";
-  // Day columns, with the night hours shaded so that the working day stands out.
+  // Day columns, with the half hours outside the configured schedule shaded: there nobody is
+  // logged off, whatever the bars show. Without a schedule nothing is shaded.
   for (int d = 0; d < scenario.days; ++d) {
     const std::int64_t day = std::int64_t(d) * 86400;
-    svg += "<rect class=\"night\" x=\"" + Number(chart.X(day)) + "\" y=\"" + std::to_string(kHeaderHeight) +
-           "\" width=\"" + Number(chart.X(day + 7 * 3600) - chart.X(day)) + "\" height=\"" +
-           std::to_string(height - kHeaderHeight) + "\"/>";
-    svg += "<rect class=\"night\" x=\"" + Number(chart.X(day + 19 * 3600)) + "\" y=\"" + std::to_string(kHeaderHeight) +
-           "\" width=\"" + Number(chart.X(day + 86400) - chart.X(day + 19 * 3600)) + "\" height=\"" +
-           std::to_string(height - kHeaderHeight) + "\"/>";
+    for (const auto& [from, to] : OffScheduleRuns(result, (scenario.start.dayOfWeek + d) % 7)) {
+      svg += "<rect class=\"night\" x=\"" + Number(chart.X(day + from)) + "\" y=\"" + std::to_string(kHeaderHeight) +
+             "\" width=\"" + Number(chart.X(day + to) - chart.X(day + from)) + "\" height=\"" +
+             std::to_string(height - kHeaderHeight) + "\"><title>outside the schedule</title></rect>";
+    }
     svg += "<line class=\"day\" x1=\"" + Number(chart.X(day)) + "\" x2=\"" + Number(chart.X(day)) + "\" y1=\"0\" y2=\"" +
            std::to_string(height) + "\"/>";
     svg += "<text class=\"dayname\" x=\"" + Number(chart.X(day + 43200)) + "\" y=\"15\">" +
@@ -319,7 +365,9 @@ std::string FormatHtmlReport(const Scenario& scenario, const SimulationResult& r
   if (result.timeline.empty() && result.summary.warnings + result.summary.logoffs > 0) {
     html += "<p>This run kept no timeline, so only the sessions' own activity is drawn.</p>\n";
   }
-  html += "<div class=\"chart\">\n" + svg + "</div>\n<h2>Summary</h2>\n<table>\n";
+  html += "<div class=\"chart\">\n" + svg + "</div>\n";
+  EventList(html, scenario, result);
+  html += "<h2>Summary</h2>\n<table>\n";
   SummaryRow(html, "Sessions", m.sessions);
   SummaryRow(html, "Log-ons by users", m.userLogons);
   SummaryRow(html, "Users who logged off themselves", m.userLogoffs);

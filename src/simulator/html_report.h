@@ -29,8 +29,14 @@ struct SessionStretch {
 // as the simulator has it). In time order, never overlapping, clipped to the run.
 std::vector<SessionStretch> SessionStretches(const Scenario& scenario, const SimulationResult& result, SessionId id);
 
+// The stretches of day `dayOfWeek` (0 Sunday) outside the run's schedule, as [from, to) seconds
+// after midnight, in order; none without a schedule.
+std::vector<std::pair<std::int64_t, std::int64_t>> OffScheduleRuns(const SimulationResult& result, int dayOfWeek);
+
 // The most sessions drawn as rows; a larger scenario gets a note and its first ones.
 inline constexpr std::size_t kMaxReportRows = 300;
+// The most events listed under the chart.
+inline constexpr std::size_t kMaxReportEvents = 2000;
 
 // The page, as UTF-8. `settings` are the lines describing the settings the run used.
 std::string FormatHtmlReport(const Scenario& scenario, const SimulationResult& result,

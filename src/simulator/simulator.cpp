@@ -250,6 +250,11 @@ class Driver final : public SimObserver {
     // grid shared by all sessions, so that their signals need the same rounds.
     keepAliveSeconds_ = std::clamp<std::int64_t>(std::int64_t(opts_->Timeout) * 30, 1, 900);
     rec_.Summary().inUseMinutes = static_cast<int>(opts_->Timeout);
+    PeriodList periods;
+    if (opts_->UseSchedule && !Schedule::ParseText(opts_->GetSchedule(), periods) && !periods.empty()) {
+      WeekGrid grid = GridFromPeriods(periods);
+      if (!grid.IsAllOff() && !grid.IsAllOn()) result_.schedule = grid;
+    }
     if (opts_->Enable) {
       KeepAliveInForce& k = result_.keepAlive;
       k.audio = opts_->KeepAliveAudio != 0;

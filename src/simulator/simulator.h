@@ -11,11 +11,13 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "platform/registry.h"
 #include "platform/sessions.h"
+#include "settings/schedule_grid.h"
 #include "simulator/scenario.h"
 
 namespace tv {
@@ -81,6 +83,9 @@ struct SimulationResult {
   std::vector<TimelineEntry> timeline;  // in the order things happened
   SimulationSummary summary;
   KeepAliveInForce keepAlive;
+  // The half hours in which the rules are in force, by the schedule the run used; none when no
+  // schedule limits them (none set, or one the service would not use).
+  std::optional<WeekGrid> schedule;
   std::int64_t rounds = 0;  // rounds of the service run (a second each)
 };
 

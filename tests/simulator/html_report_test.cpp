@@ -89,6 +89,30 @@ TEST(HtmlReport, PageIsSelfContainedWithARowPerSessionAndEveryMark) {
   EXPECT_NE(page.find("<title>Week &amp; more</title>"), std::string::npos);
   EXPECT_NE(page.find("<li>Timeout 10 minutes</li>"), std::string::npos);
   EXPECT_NE(page.find("Warnings shown</td><td class=\"n\">1<"), std::string::npos);
+  // Every mark is also a row of the list under the chart, readable without hovering; no
+  // schedule, no shading.
+  EXPECT_EQ(Count(page, "<table class=\"events\">"), 1u);
+  EXPECT_EQ(Count(page, "</td><td>warned &lt;now&gt;</td></tr>"), 1u);
+  EXPECT_EQ(Count(page, "<td>TS&lt;9&gt;</td><td>The computer shuts down.</td>"), 1u);
+  EXPECT_LT(page.find("<h2>Events</h2>"), page.find("<h2>Summary</h2>"));
+  EXPECT_EQ(Count(page, "class=\"night\""), 0u);
+}
+
+TEST(HtmlReport, OnlyTheHalfHoursOutsideTheScheduleAreShaded) {
+  SimulationResult r;
+  PeriodList periods;
+  ASSERT_EQ(Schedule::ParseText(L"Mon 7:30-19:00, Tue 0:00-12:00, Tue 13:00-24:00", periods), nullptr);
+  r.schedule = GridFromPeriods(periods);
+  using Runs = std::vector<std::pair<std::int64_t, std::int64_t>>;
+  EXPECT_EQ(OffScheduleRuns(r, 1), (Runs{{0, 7 * kHour + 1800}, {19 * kHour, 24 * kHour}}));
+  EXPECT_EQ(OffScheduleRuns(r, 2), (Runs{{12 * kHour, 13 * kHour}}));
+  EXPECT_EQ(OffScheduleRuns(r, 0), (Runs{{0, 24 * kHour}}));  // Sunday: not in force at all
+  r.schedule.reset();
+  EXPECT_TRUE(OffScheduleRuns(r, 1).empty());
+  const Scenario s = test::MustParse(L"days 2\nsession 1 user=a\nMon 08:00 logon 1\n");
+  r.schedule = GridFromPeriods(periods);
+  // Monday two runs, Tuesday one: the chart shades exactly those.
+  EXPECT_EQ(Count(FormatHtmlReport(s, r, {}, L"t"), "class=\"night\""), 3u);
 }
 
 TEST(HtmlReport, LargeScenariosAreCutToTheRowLimitWithANote) {
