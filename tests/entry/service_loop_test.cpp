@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include <condition_variable>
 #include <mutex>
 #include <stdexcept>
@@ -85,6 +87,12 @@ class ServiceLoopRun : public ::testing::Test {
   void Start() {
     dispatcher = std::thread([this] { loop.Run(); });
   }
+  void WaitForCall(DWORD code) {
+    std::unique_lock<std::mutex> lock(mutex);
+    changed.wait(lock, [&] {
+      return std::any_of(calls.begin(), calls.end(), [&](const CallbackCall& c) { return c.code == code; });
+    });
+  }
   void WaitForReportedState(DWORD state) {
     std::unique_lock<std::mutex> lock(mutex);
     changed.wait(lock, [&] { return !reports.empty() && reports.back().currentState == state; });
@@ -110,6 +118,7 @@ class ServiceLoopRun : public ::testing::Test {
 TEST_F(ServiceLoopRun, StartRunsInitialiseThenRunAndStopEndsTheLoop) {
   Start();
   WaitForReportedState(svc::kRunning);
+  WaitForCall(svc::kControlStarted);
   {
     std::lock_guard<std::mutex> lock(mutex);
     EXPECT_EQ(reports.front().currentState, svc::kStartPending);
@@ -192,10 +201,7 @@ TEST_F(ServiceLoopRun, SessionChangesAreAcceptedAndProgressShownWhileTheStartRun
   changed.notify_all();
   WaitForReportedState(svc::kRunning);
   // Once running, the service is told so, to look again for sessions it could not hear of.
-  {
-    std::unique_lock<std::mutex> lock(mutex);
-    changed.wait(lock, [this] { return calls.back().code == svc::kControlStarted; });
-  }
+  WaitForCall(svc::kControlStarted);
   EXPECT_EQ(loop.HandleControl(svc::kControlStop, 0, nullptr), kControlHandled);
   dispatcher.join();
   EXPECT_EQ(Codes(true), (std::vector<DWORD>{0, 3, svc::kControlStarted, 1}));
