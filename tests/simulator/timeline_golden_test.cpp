@@ -87,7 +87,7 @@ TEST(TimelineGolden, ExampleWeek) {
 }
 
 // Under the sanitizers a week runs some thirty times slower: they check one office for memory
-// faults, and the plain and Windows runs compare every week.
+// faults, the plain run compares every week and the Windows run all but the largest.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool kSanitized = true;
 #else
@@ -115,7 +115,12 @@ TEST(TimelineGolden, GeneratedOfficesWithTrimmingScheduleSleepAndTickWrap) {
 }
 
 TEST(TimelineGolden, ThousandUsersAcrossTheTickWrap) {
-  if (kSanitized) GTEST_SKIP() << "compared in the plain and Windows runs";
+  // Under Wine every wait and event of a thousand sessions' week is a trip to the Wine server,
+  // some hundred times the native cost; the smaller weeks show the Windows build agrees.
+#ifdef _WIN32
+  GTEST_SKIP() << "compared in the plain run; the Windows run compares the smaller weeks";
+#endif
+  if (kSanitized) GTEST_SKIP() << "compared in the plain run";
   MemKeyStore keys;
   test::WriteSettings(keys, 15, 2, [](MyOpts& o) {
     OfficeRules(o);
