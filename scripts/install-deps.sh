@@ -1,17 +1,24 @@
 #!/usr/bin/env bash
 # Installs, once and only what is missing, the Debian packages that building and testing need.
 # Safe to run again: it asks dpkg first and calls apt-get only for what is absent.
+#   scripts/install-deps.sh            everything: both toolchains, Wine, the fuzzers, packaging
+#   scripts/install-deps.sh --native   only what the native build of the simulator needs (make run)
 set -euo pipefail
 
-packages=(
-  cmake ninja-build g++ make
-  libgtest-dev libbenchmark-dev libpugixml-dev
-  g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64
-  wine wine64
-  clang libclang-rt-14-dev
-  xvfb xauth xdotool imagemagick
-  wixl msitools
-)
+native=(cmake ninja-build g++ make libgtest-dev)
+packages=("${native[@]}")
+if [ "${1:-}" != --native ]; then
+  packages+=(
+    libbenchmark-dev libpugixml-dev
+    g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64
+    wine wine64
+    # Wine's own fonts: without them there is no Marlett, and caption buttons draw as letters.
+    fonts-wine
+    clang libclang-rt-14-dev
+    xvfb xauth xdotool imagemagick
+    wixl msitools
+  )
+fi
 
 missing=()
 for p in "${packages[@]}"; do
