@@ -9,8 +9,8 @@
 
 #include "agent/warning.h"
 #include "config_ui/main_dialog_ids.h"
-#include "config_ui/msg_box.h"
-#include "config_ui/msg_box_ids.h"
+#include "ui/msg_box.h"
+#include "ui/msg_box_ids.h"
 #include "config_ui/win32/dlg_activity.h"
 #include "config_ui/win32/dlg_custom_msg.h"
 #include "config_ui/win32/dlg_schedule.h"

@@ -8,7 +8,7 @@
 
 // First: window.h names DWORD unqualified inside namespace tv, and must see the system's type,
 // not tv::DWORD, or its members get other link names than window.cpp gives them.
-#include "foundation/win32/window.h"
+#include "ui/win32/window.h"
 
 #include <atomic>
 #include <memory>

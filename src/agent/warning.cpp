@@ -5,7 +5,7 @@
 
 #include "agent/monitor.h"
 #include "agent/warning_countdown.h"
-#include "config_ui/msg_box.h"
+#include "ui/msg_box.h"
 #include "foundation/event.h"
 #include "settings/my_opts.h"
 

@@ -9,7 +9,7 @@
 
 #include "agent/warning.h"
 #include "agent/monitor.h"
-#include "entry/product_info.h"
+#include "foundation/product_info.h"
 #include "entry/service_dispatcher.h"
 #include "entry/service_install.h"
 #include "foundation/cmdline.h"

@@ -1,6 +1,6 @@
-#include "entry/data_folder.h"
+#include "foundation/data_folder.h"
 
-#include "entry/product_info.h"
+#include "foundation/product_info.h"
 #include "platform/last_error.h"
 
 namespace tv {

@@ -1,6 +1,6 @@
-#include "entry/product_info.h"
+#include "foundation/product_info.h"
 
-#include "entry/product_version.h"
+#include "foundation/product_version.h"
 
 #ifdef _WIN32
 #include "platform/win32/windows_include.h"

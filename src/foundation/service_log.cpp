@@ -1,4 +1,4 @@
-#include "service/service_log.h"
+#include "foundation/service_log.h"
 
 #include <vector>
 

@@ -1,7 +1,7 @@
 #include "service/background.h"
 
 #include "service/service_core.h"
-#include "service/service_log.h"
+#include "foundation/service_log.h"
 #include "settings/my_opts.h"
 
 namespace tv {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cwctype>
 
-#include "service/service_log.h"
+#include "foundation/service_log.h"
 
 namespace tv {
 

@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "service/membership.h"
-#include "service/service_log.h"
+#include "foundation/service_log.h"
 #include "settings/my_opts.h"
 #include "settings/reg_key.h"
 #include "settings/setting_checks.h"

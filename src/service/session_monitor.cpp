@@ -3,7 +3,7 @@
 #include "foundation/object_names.h"
 #include "foundation/string_table.h"
 #include "platform/local_time.h"
-#include "service/service_log.h"
+#include "foundation/service_log.h"
 #include "settings/my_opts.h"
 
 namespace tv {

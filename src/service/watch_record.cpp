@@ -1,6 +1,6 @@
 #include "service/watch_record.h"
 
-#include "service/service_log.h"
+#include "foundation/service_log.h"
 #include "settings/options.h"
 #include "settings/reg_key.h"
 

@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "entry/data_folder.h"
+#include "foundation/data_folder.h"
 #include "platform/accounts.h"
 #include "platform/power.h"
 #include "platform/registry.h"

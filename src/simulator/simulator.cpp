@@ -15,7 +15,7 @@
 #include "platform/portable/power.h"
 #include "service/membership.h"
 #include "service/service_env.h"
-#include "service/service_log.h"
+#include "foundation/service_log.h"
 #include "service/virtual_service.h"
 #include "settings/my_opts.h"
 #include "service/event_texts.h"

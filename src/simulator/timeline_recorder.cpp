@@ -4,7 +4,7 @@
 
 #include "service/event_texts.h"
 #include "service/keep_alive.h"
-#include "service/service_log.h"
+#include "foundation/service_log.h"
 
 namespace tv {
 

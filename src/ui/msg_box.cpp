@@ -1,11 +1,11 @@
 // The message-box family's functions common to both platforms: text resolution, formatting,
 // error texts and the callback settings. Showing is the platform's (msg_box_state.h).
-#include "config_ui/msg_box.h"
+#include "ui/msg_box.h"
 
 #include <cstdio>
 #include <cwchar>
 
-#include "config_ui/msg_box_state.h"
+#include "ui/msg_box_state.h"
 #include "platform/last_error.h"
 
 namespace tv {

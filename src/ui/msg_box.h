@@ -14,7 +14,7 @@
 #include <cstdint>
 #include <string>
 
-#include "config_ui/msg_box_rules.h"
+#include "ui/msg_box_rules.h"
 #include "platform/types.h"
 
 namespace tv {

@@ -1,5 +1,5 @@
 // The extended message box's decisions: flags, buttons, commands, icon and layout.
-#include "config_ui/msg_box_rules.h"
+#include "ui/msg_box_rules.h"
 
 #include <algorithm>
 

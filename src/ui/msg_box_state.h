@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-#include "config_ui/msg_box.h"
+#include "ui/msg_box.h"
 
 namespace tv {
 

@@ -1,9 +1,9 @@
 #include "update/update_command.h"
 
-#include "config_ui/msg_box.h"
-#include "entry/product_info.h"
+#include "ui/msg_box.h"
+#include "foundation/product_info.h"
 #include "platform/event_log.h"
-#include "service/service_log.h"
+#include "foundation/service_log.h"
 #include "settings/my_opts.h"
 
 namespace tv {

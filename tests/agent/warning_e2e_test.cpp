@@ -9,8 +9,8 @@
 #include "agent_process.h"
 #include "foundation/object_names.h"
 #include "synthetic_input.h"
-#include "config_ui/msg_box.h"
-#include "config_ui/msg_box_ids.h"
+#include "ui/msg_box.h"
+#include "ui/msg_box_ids.h"
 #include "foundation/app_message.h"
 #include "settings/my_opts.h"
 

@@ -13,7 +13,7 @@
 
 #include "config_ui/activity_ids.h"
 #include "config_ui/main_dialog_ids.h"
-#include "config_ui/msg_box_ids.h"
+#include "ui/msg_box_ids.h"
 #include "entry/launcher_location.h"
 #include "platform/win32/windows_include.h"
 #include "support/service_driver.h"

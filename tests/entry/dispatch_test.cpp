@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "entry/product_info.h"
+#include "foundation/product_info.h"
 #include "entry/service_install.h"
 #include "platform/portable/event_log.h"
 #include "platform/portable/service_manager.h"

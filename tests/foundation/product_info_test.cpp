@@ -1,4 +1,4 @@
-#include "entry/product_info.h"
+#include "foundation/product_info.h"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,7 @@
 #include <string>
 #include <utility>
 
-#include "entry/data_folder.h"
+#include "foundation/data_folder.h"
 #include "platform/last_error.h"
 
 namespace tv {

@@ -2,7 +2,7 @@
 // the fallbacks between the kinds of suspend and the shutdown, and what is reported on failure.
 #include <gtest/gtest.h>
 
-#include "service/service_log.h"
+#include "foundation/service_log.h"
 #include "service_world.h"
 #include "settings/my_opts.h"
 

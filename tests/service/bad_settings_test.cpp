@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "foundation/utf16.h"
-#include "service/service_log.h"
+#include "foundation/service_log.h"
 #include "service_world.h"
 #include "settings/my_opts.h"
 #include "settings/policy.h"

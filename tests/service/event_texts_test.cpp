@@ -9,7 +9,7 @@
 #include <string>
 #include <utility>
 
-#include "service/service_log.h"
+#include "foundation/service_log.h"
 
 namespace tv {
 namespace {

@@ -9,7 +9,7 @@
 #include "platform/portable/accounts.h"
 #include "platform/portable/event_log.h"
 #include "platform/portable/sessions.h"
-#include "service/service_log.h"
+#include "foundation/service_log.h"
 #include "service_world.h"
 #include "settings/my_opts.h"
 

@@ -10,7 +10,7 @@
 
 #include "agent/agent_process.h"
 #include "platform/win32/handles.h"
-#include "service/service_log.h"
+#include "foundation/service_log.h"
 #include "service/threaded_service.h"
 #include "service_world.h"
 #include "settings/my_opts.h"

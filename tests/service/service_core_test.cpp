@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "service/service_log.h"
+#include "foundation/service_log.h"
 #include "service_world.h"
 #include "settings/my_opts.h"
 

@@ -6,7 +6,7 @@
 #include <iterator>
 
 #include "foundation/string_table.h"
-#include "service/service_log.h"
+#include "foundation/service_log.h"
 #include "service/tv_thread.h"
 #include "service_world.h"
 #include "settings/my_opts.h"

@@ -8,7 +8,7 @@
 #include "foundation/event.h"
 #include "foundation/object_names.h"
 #include "service/agent_restart.h"
-#include "service/service_log.h"
+#include "foundation/service_log.h"
 #include "service/session_signals.h"
 #include "service_world.h"
 #include "settings/my_opts.h"

@@ -11,7 +11,7 @@
 
 #include "foundation/event.h"
 #include "foundation/object_names.h"
-#include "service/service_log.h"
+#include "foundation/service_log.h"
 #include "service/threaded_service.h"
 #include "service/tv_thread.h"
 #include "service_world.h"

@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <map>
 
-#include "service/service_log.h"
+#include "foundation/service_log.h"
 #include "settings/my_opts.h"
 #include "settings/reg_key.h"
 #include "settings/settings_file.h"

@@ -8,7 +8,7 @@
 #include <set>
 #include <string>
 
-#include "service/service_log.h"
+#include "foundation/service_log.h"
 #include "settings/my_opts.h"
 #include "sim_fixture.h"
 #include "simulator/report.h"

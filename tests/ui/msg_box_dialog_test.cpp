@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "entry/launcher_location.h"
-#include "config_ui/msg_box.h"
-#include "config_ui/msg_box_ids.h"
+#include "ui/msg_box.h"
+#include "ui/msg_box_ids.h"
 #include "foundation/app_message.h"
 #include "foundation/string_table.h"
 #include "platform/win32/windows_include.h"

@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "config_ui/msg_box.h"
-#include "config_ui/msg_box_rules.h"
+#include "ui/msg_box.h"
+#include "ui/msg_box_rules.h"
 #include "foundation/string_table.h"
 #include "platform/last_error.h"
 #include "support/message_recorder.h"

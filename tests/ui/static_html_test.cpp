@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "foundation/win32/draw_html.h"
-#include "foundation/win32/static_html.h"
+#include "ui/win32/draw_html.h"
+#include "ui/win32/static_html.h"
 
 namespace tv {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "foundation/win32/window.h"
+#include "ui/win32/window.h"
 
 namespace tv {
 namespace {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "platform/portable/event_log.h"
-#include "service/service_log.h"
+#include "foundation/service_log.h"
 #include "settings/my_opts.h"
 #include "settings/policy.h"
 #include "support/message_recorder.h"

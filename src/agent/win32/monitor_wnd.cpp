@@ -9,7 +9,7 @@
 #include "foundation/event.h"
 #include "platform/event_log.h"
 #include "platform/win32/handles.h"
-#include "service/service_log.h"
+#include "foundation/service_log.h"
 
 namespace tv {
 namespace {

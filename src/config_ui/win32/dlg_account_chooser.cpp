@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "config_ui/account_chooser_ids.h"
-#include "config_ui/msg_box.h"
+#include "ui/msg_box.h"
 #include "platform/accounts.h"
 
 namespace tv {

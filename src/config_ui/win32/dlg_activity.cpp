@@ -5,7 +5,7 @@
 #include <string>
 
 #include "config_ui/activity_ids.h"
-#include "config_ui/msg_box.h"
+#include "ui/msg_box.h"
 #include "settings/program_names.h"
 
 namespace tv {

@@ -13,7 +13,7 @@
 #include "config_ui/main_dialog_ids.h"
 #include "config_ui/main_enabling.h"
 #include "config_ui/main_validation.h"
-#include "config_ui/msg_box.h"
+#include "ui/msg_box.h"
 #include "foundation/app_message.h"
 #include "foundation/string_table.h"
 #include "platform/accounts.h"

@@ -4,7 +4,7 @@
 #pragma once
 
 // First, so that the window wrapper's declarations see the system's own integer types.
-#include "config_ui/win32/dialog.h"
+#include "ui/win32/dialog.h"
 
 #include <memory>
 #include <string>
@@ -12,7 +12,7 @@
 #include "config_ui/service_access.h"
 #include "config_ui/status_panel.h"
 #include "config_ui/update_access.h"
-#include "foundation/win32/static_html.h"
+#include "ui/win32/static_html.h"
 #include "platform/cpu.h"
 #include "settings/my_config.h"
 #include "settings/my_opts.h"

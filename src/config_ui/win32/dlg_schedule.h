@@ -3,7 +3,7 @@
 #pragma once
 
 // First, so that the window wrapper's declarations see the system's own integer types.
-#include "config_ui/win32/dialog.h"
+#include "ui/win32/dialog.h"
 
 #include <string>
 

@@ -4,7 +4,7 @@
 #pragma once
 
 // First, so that the window wrapper's declarations see the system's own integer types.
-#include "foundation/win32/window.h"
+#include "ui/win32/window.h"
 
 #include <cstddef>
 #include <string>

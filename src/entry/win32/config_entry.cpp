@@ -11,7 +11,7 @@
 
 #include <string>
 
-#include "config_ui/msg_box.h"
+#include "ui/msg_box.h"
 #include "config_ui/win32/dlg_main.h"
 #include "foundation/cmdline.h"
 #include "entry/process_paths.h"

@@ -2,7 +2,7 @@
 // which shows them on standard error or hands them to a test's recorder.
 #ifndef _WIN32
 
-#include "config_ui/msg_box_state.h"
+#include "ui/msg_box_state.h"
 #include "foundation/string_table.h"
 #include "platform/last_error.h"
 #include "platform/message_box.h"

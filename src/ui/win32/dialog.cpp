@@ -1,5 +1,5 @@
 // CSDlg: the dialog base for Windows.
-#include "config_ui/win32/dialog.h"
+#include "ui/win32/dialog.h"
 
 #include <cwchar>
 

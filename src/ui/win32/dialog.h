@@ -3,7 +3,7 @@
 // Dialogs run modeless with their own loop, so a caller can apply an accelerator table first.
 #pragma once
 
-#include "foundation/win32/window.h"
+#include "ui/win32/window.h"
 
 namespace tv {
 

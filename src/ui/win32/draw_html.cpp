@@ -1,6 +1,6 @@
 // DrawHTML and DrawHTMLTools for Windows: a GDI measurer under the portable layout, and the
 // painting of the pieces it answers.
-#include "foundation/win32/draw_html.h"
+#include "ui/win32/draw_html.h"
 
 #include <algorithm>
 #include <atomic>

@@ -3,13 +3,13 @@
 #include <cwchar>
 #include <string>
 
-#include "config_ui/msg_box_ids.h"
-#include "config_ui/msg_box_state.h"
-#include "config_ui/win32/dialog.h"
-#include "entry/product_info.h"
+#include "ui/msg_box_ids.h"
+#include "ui/msg_box_state.h"
+#include "ui/win32/dialog.h"
+#include "foundation/product_info.h"
 #include "foundation/app_message.h"
 #include "foundation/string_table.h"
-#include "foundation/win32/static_html.h"
+#include "ui/win32/static_html.h"
 #include "platform/win32/windows_include.h"
 
 #include <shellapi.h>

@@ -1,5 +1,5 @@
 // CSStaticHTML: the mark-up static control for Windows.
-#include "foundation/win32/static_html.h"
+#include "ui/win32/static_html.h"
 
 #include <algorithm>
 #include <cwchar>

@@ -9,9 +9,9 @@
 
 // window.h first: it names Win32's DWORD, which tv::DWORD (platform/types.h) would hide inside
 // namespace tv once declared.
-#include "foundation/win32/window.h"
+#include "ui/win32/window.h"
 #include "foundation/markup_links.h"
-#include "foundation/win32/draw_html.h"
+#include "ui/win32/draw_html.h"
 #include "platform/win32/windows_include.h"
 
 namespace tv {

@@ -1,5 +1,5 @@
 // CSWnd and CSCtrl: the window wrapper for Windows.
-#include "foundation/win32/window.h"
+#include "ui/win32/window.h"
 
 #include <cwchar>
 

@@ -8,7 +8,7 @@
 #include <aclapi.h>
 #include <sddl.h>
 
-#include "entry/data_folder.h"
+#include "foundation/data_folder.h"
 #include "update/update_check.h"
 
 namespace tv {
