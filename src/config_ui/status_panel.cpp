@@ -2,6 +2,7 @@
 #include "config_ui/status_panel.h"
 
 #include <cwchar>
+#include <utility>
 
 #include "config_ui/main_dialog_ids.h"
 #include "foundation/string_table.h"
@@ -75,6 +76,17 @@ const wchar_t* ActivityText(int kind) {
   }
 }
 
+std::wstring KeptAliveText(const KeptAliveRecord& record) {
+  switch (record.source) {
+    case KeepSource::kProgram: return L"Activity detected: Program " + record.program + L".";
+    case KeepSource::kAudio: return ActivityText(5);
+    case KeepSource::kPresentation: return ActivityText(6);
+    case KeepSource::kNoInputYet:
+    case KeepSource::kNone: break;
+  }
+  return {};
+}
+
 StatusPanel::StatusPanel(Tick created) : lastActivity_(created) {}
 
 void StatusPanel::NoteSaved(int refreshes) { noticeLeft_ = refreshes > 0 ? refreshes : 0; }
@@ -85,14 +97,30 @@ BOOL StatusPanel::OnActivityReport(int kind, Tick now) {
     SetLastErrorCode(err::kInvalidParameter);
     return kFalse;
   }
-  pendingActivity_ = text;
+  NoteActivity(text, now);
+  return kTrue;
+}
+
+void StatusPanel::NoteActivity(std::wstring text, Tick now) {
+  pendingActivity_ = std::move(text);
   lastActivity_ = now;
   nextThreshold_ = kIdleLineStepSeconds;
-  return kTrue;
+}
+
+void StatusPanel::TakeKeptAlive(const StatusSnapshot& snapshot) {
+  const bool known = keptAliveKnown_;
+  keptAliveKnown_ = true;
+  if (snapshot.keptAlive == keptAlive_) return;
+  keptAlive_ = snapshot.keptAlive;
+  KeptAliveRecord record;
+  if (!known || !ParseKeptAlive(keptAlive_, record)) return;
+  std::wstring text = KeptAliveText(record);
+  if (!text.empty()) NoteActivity(std::move(text), snapshot.now);
 }
 
 StatusActions StatusPanel::Refresh(const StatusSnapshot& snapshot) {
   StatusActions actions;
+  TakeKeptAlive(snapshot);
   if (snapshot.gpoMode) {
     line1_ = L"Managing the GPO:";
     line2_ = snapshot.gpoPath;

@@ -9,6 +9,7 @@
 
 #include "platform/system_time.h"
 #include "platform/types.h"
+#include "settings/kept_alive_record.h"
 
 namespace tv {
 
@@ -21,8 +22,13 @@ inline constexpr int kLastLogoffRefreshes = 10;
 // The idle line moves in steps of this many seconds.
 inline constexpr int kIdleLineStepSeconds = 5;
 
-// What activity report `kind` (1 mouse, 2 keyboard, 3 CPU, 4 session change) says, or null.
+// What activity report `kind` (1 mouse, 2 keyboard, 3 CPU, 4 session change, 5 audio,
+// 6 presentation) says, or null.
 const wchar_t* ActivityText(int kind);
+
+// What a sparing the service recorded says, in the words of an activity report; "" for a
+// source that is no activity (a kiosk that waits for its first input).
+std::wstring KeptAliveText(const KeptAliveRecord& record);
 
 // Whether the schedule of `opts` keeps the log-off out of force at local time `local`: only a
 // schedule in use that reads and is inactive then, as the service decides.
@@ -44,6 +50,8 @@ struct StatusSnapshot {
   // The service's record for this session (a WatchReason), 0 when it has none.
   DWORD watchReason = 0;
   bool scheduleHoldsOff = false;  // the saved schedule keeps the log-off out of force now
+  // The service's latest sparing of this session (FormatKeptAlive), empty when it has none.
+  std::wstring keptAlive;
 };
 
 // What a refresh asks the dialog to do besides showing the lines.
@@ -61,11 +69,12 @@ class StatusPanel {
   void NoteSaved(int refreshes);
   int NoticeRefreshesLeft() const { return noticeLeft_; }
 
-  // An activity report (kind 1..4) at `now`: its text is shown at the next refresh and the idle
+  // An activity report (kind 1..6) at `now`: its text is shown at the next refresh and the idle
   // time starts again. 0 with kInvalidParameter for another kind (nothing changes).
   BOOL OnActivityReport(int kind, Tick now);
 
-  // Recomputes both lines from `snapshot`.
+  // Recomputes both lines from `snapshot`. A sparing recorded since the refresh before counts
+  // as an activity report at `snapshot.now`; the one found at the first refresh is old news.
   StatusActions Refresh(const StatusSnapshot& snapshot);
 
   const std::wstring& Line1() const { return line1_; }
@@ -75,6 +84,8 @@ class StatusPanel {
   // Line 2 while monitoring runs: the pending activity, the idle time or why the session is not
   // watched.
   void RefreshIdleLine(const StatusSnapshot& snapshot);
+  void TakeKeptAlive(const StatusSnapshot& snapshot);
+  void NoteActivity(std::wstring text, Tick now);
 
   std::wstring line1_;
   std::wstring line2_;
@@ -83,6 +94,8 @@ class StatusPanel {
   std::wstring pendingActivity_;
   Tick lastActivity_;
   int nextThreshold_ = kIdleLineStepSeconds;
+  bool keptAliveKnown_ = false;  // whether a refresh has read the service's record yet
+  std::wstring keptAlive_;
 };
 
 }  // namespace tv

@@ -9,18 +9,11 @@
 #include <string>
 
 #include "platform/sessions.h"
+#include "settings/kept_alive_record.h"
 
 namespace tv {
 
 class MyOpts;
-
-enum class KeepSource {
-  kNone,
-  kNoInputYet,    // IdleFromFirstInput: the session has had no input yet
-  kProgram,       // KeepAliveProcesses: a listed program runs in the session
-  kAudio,         // KeepAliveAudio: sound plays or records in the session
-  kPresentation,  // KeepAlivePresentation: the session presents or shows a full-screen program
-};
 
 class KeepAlive {
  public:

@@ -75,6 +75,9 @@ class ServiceCore : public MonitorContext {
   bool IsQuitting() const override { return quit_.load() != 0; }
   void NoteLoggedOff(const std::wstring& account) override;
   void NoteWatchEnded(SessionId session, WatchReason reason) override { watch_.Set(session, reason); }
+  void NoteKeptAlive(SessionId session, const KeptAliveRecord& record) override {
+    watch_.SetKeptAlive(session, record);
+  }
 
  protected:
   // Runs a monitor for `session` (after the membership test passed and 0x60000006 was written):

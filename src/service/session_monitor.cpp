@@ -353,6 +353,8 @@ bool SessionMonitor::KeptAlive(Tick now) {
   if (keepAlive_.TakeReport(source, program)) {
     LogEvent2(Env().eventLog, evt::kKeptAlive, account_, KeepAlive::Describe(source, program));
   }
+  // Every sparing, not only the logged one: the session's utility counts each as activity.
+  context_.NoteKeptAlive(session_, KeptAliveRecord{now, source, program});
   // The next look comes a whole time-out later, so a finished job is followed by the normal
   // warning and countdown. A warning in progress is void: the session is in use.
   lastActivity_.store(now);

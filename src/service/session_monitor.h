@@ -38,6 +38,9 @@ class MonitorContext {
   // The monitor of `session` stopped watching it for `reason` (its agent could not be started or
   // kept ending), so that whoever explains the session's state can say why.
   virtual void NoteWatchEnded(SessionId session, WatchReason reason) {}
+  // A source other than input spared `session` at its idle mark, so that whoever shows the
+  // session's state can name what keeps it in use.
+  virtual void NoteKeptAlive(SessionId session, const KeptAliveRecord& record) {}
 };
 
 // The system message box shown in a locked session: exclamation icon, set-foreground, topmost,

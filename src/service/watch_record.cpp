@@ -22,12 +22,20 @@ void WatchRecord::Set(SessionId session, WatchReason reason) {
   if (key.IsOpen()) (void)key.PutDword(WatchReasonValueName(session).c_str(), static_cast<DWORD>(reason), true);
 }
 
+void WatchRecord::SetKeptAlive(SessionId session, const KeptAliveRecord& record) {
+  std::lock_guard<std::mutex> hold(mutex_);
+  RegKey key(kWatchReasonsKey, true, keys_);
+  if (key.IsOpen()) (void)key.PutStr(KeptAliveValueName(session).c_str(), FormatKeptAlive(record).c_str());
+}
+
 void WatchRecord::Forget(SessionId session) {
   std::lock_guard<std::mutex> hold(mutex_);
   // Opened for reading first: forgetting must not create the product's key where none is.
   if (!RegKey(kWatchReasonsKey, false, keys_).IsOpen()) return;
   RegKey key(kWatchReasonsKey, true, keys_);
-  if (key.IsOpen()) (void)key.DelValue(WatchReasonValueName(session).c_str());
+  if (!key.IsOpen()) return;
+  (void)key.DelValue(WatchReasonValueName(session).c_str());
+  (void)key.DelValue(KeptAliveValueName(session).c_str());
 }
 
 void WatchRecord::Clear() {

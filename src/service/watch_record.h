@@ -7,6 +7,7 @@
 #include "platform/registry.h"
 #include "platform/sessions.h"
 #include "service/membership.h"
+#include "settings/kept_alive_record.h"
 #include "settings/watch_reasons.h"
 
 namespace tv {
@@ -24,7 +25,9 @@ class WatchRecord {
   // Records `reason` for `session` at once. A registry that cannot be written loses only the
   // explanation, never the watch: failures are ignored.
   void Set(SessionId session, WatchReason reason);
-  // The session has ended: its record goes, so a new log-on to the number is not explained by
+  // Records the latest sparing of `session` beside its reason, failures ignored as with Set.
+  void SetKeptAlive(SessionId session, const KeptAliveRecord& record);
+  // The session has ended: its records go, so a new log-on to the number is not explained by
   // the one before.
   void Forget(SessionId session);
   // Every record goes: the service starts, stops or quits its work, and each session that is

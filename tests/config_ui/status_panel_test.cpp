@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -121,6 +122,38 @@ TEST(StatusPanel, IdleLineMovesInFiveSecondStepsAndRestartsAfterActivity) {
       {15, L"No activity for 15 seconds."},  {20, L"No activity for 20 seconds."},
       {23, L"Activity detected: Keyboard."}, {28, L"No activity for 5 seconds."},
       {33, L"No activity for 10 seconds."},
+  };
+  EXPECT_EQ(changes, expected);
+}
+
+// The service's record of this session's sparings changes under a panel refreshed every second.
+TEST(StatusPanel, EachNewSparingTheServiceRecordsIsShownOnceAsActivity) {
+  const std::map<int, std::wstring> records = {
+      {0, L"100 2 old.exe"},     // found at the first refresh: before the panel's time
+      {12, L"200 2 render.exe"}, {25, L"300 3 "}, {28, L"400 4 "},
+      {31, L"500 1 "},           // a kiosk waiting for its first input: no activity
+      {33, L"junk"},             {34, L""},  // the session's record gone
+  };
+  StatusPanel panel(0);
+  StatusSnapshot s = Running(0);
+  std::vector<std::pair<int, std::wstring>> changes;
+  std::wstring last;
+  for (int second = 0; second <= 38; ++second) {
+    s.now = static_cast<Tick>(second) * 1000u;
+    if (const auto r = records.find(second); r != records.end()) s.keptAlive = r->second;
+    panel.Refresh(s);
+    if (panel.Line2() != last) changes.emplace_back(second, last = panel.Line2());
+  }
+  const std::vector<std::pair<int, std::wstring>> expected = {
+      {5, L"No activity for 5 seconds."},
+      {10, L"No activity for 10 seconds."},
+      {12, L"Activity detected: Program render.exe."},
+      {17, L"No activity for 5 seconds."},
+      {22, L"No activity for 10 seconds."},
+      {25, L"Activity detected: Audio."},
+      {28, L"Activity detected: Presentation."},
+      {33, L"No activity for 5 seconds."},
+      {38, L"No activity for 10 seconds."},
   };
   EXPECT_EQ(changes, expected);
 }

@@ -7,6 +7,8 @@
 #include "foundation/service_log.h"
 #include "service_world.h"
 #include "settings/my_opts.h"
+#include "settings/reg_key.h"
+#include "settings/watch_reasons.h"
 
 namespace tv {
 namespace {
@@ -132,6 +134,78 @@ TEST(KeepAlive, AKiosksIdleClockStartsAtItsFirstInput) {
   t->Run(420);
   EXPECT_EQ(v.LoggedOff(), Strings{L"kiosk"});
   EXPECT_EQ(v.Count(evt::kKeptAlive), 0u);
+}
+
+// The record of `session`'s latest sparing where the session's utility reads it; "" when none.
+std::wstring KeptRecord(ServiceWorld& w, SessionId session) {
+  std::wstring text;
+  RegKey key(kWatchReasonsKey, false, w.keys);
+  if (!key.IsOpen() || !key.GetStr(KeptAliveValueName(session).c_str(), &text)) return {};
+  return text;
+}
+
+TEST(KeepAlive, EverySparingIsRecordedForTheSessionsUtilityUntilTheSessionEnds) {
+  ServiceWorld w;
+  w.Configure([](MyOpts& o) {
+    o.KeepAliveProcesses = {L"render*"};
+    o.IdleFromFirstInput = 1;
+  });
+  w.sessions.AddSession(1, L"", L"alice");
+  w.sessions.AddSession(2, L"", L"bob");
+  w.sessions.AddSession(3, L"", L"kiosk");
+  const int job = w.sessions.RunProgram(1, L"Render 64.exe");
+  w.sessions.RunProgram(2, L"notes.exe");
+  auto s = w.Start();
+  s->SignalActivity(1);
+  s->SignalActivity(2);
+  s->Run(302);
+
+  KeptAliveRecord first;
+  ASSERT_TRUE(ParseKeptAlive(KeptRecord(w, 1), first)) << KeptRecord(w, 1);
+  EXPECT_EQ(first.source, KeepSource::kProgram);
+  EXPECT_EQ(first.program, L"Render 64.exe") << "the name as the session's process list gives it, blank and all";
+  EXPECT_EQ(KeptRecord(w, 2), L"") << "a session nothing spares has no record";
+  KeptAliveRecord kiosk;
+  ASSERT_TRUE(ParseKeptAlive(KeptRecord(w, 3), kiosk)) << KeptRecord(w, 3);
+  EXPECT_EQ(kiosk.source, KeepSource::kNoInputYet);
+  EXPECT_EQ(kiosk.program, L"");
+
+  // The next sparing of the same stretch is logged no more, but recorded again, later.
+  s->Run(300);
+  KeptAliveRecord second;
+  ASSERT_TRUE(ParseKeptAlive(KeptRecord(w, 1), second));
+  EXPECT_EQ(second.at - first.at, 300000u);
+  EXPECT_EQ(second.program, first.program);
+  EXPECT_EQ(Sparings(w, L"alice"), 1u);
+
+  // The job ends: the session goes the usual way, and its record with it.
+  w.sessions.EndProcess(job);
+  ASSERT_TRUE(s->RunUntil([&] { return w.LoggedOff().size() == 2; }, 3600));
+  EXPECT_EQ(w.LoggedOff(), (Strings{L"bob", L"alice"}));
+  s->Run(2);
+  EXPECT_EQ(KeptRecord(w, 1), L"");
+  EXPECT_NE(KeptRecord(w, 3), L"");
+}
+
+TEST(KeepAlive, TheRecordReadsBackAndOddTextIsNoRecord) {
+  const KeptAliveRecord records[] = {
+      {0, KeepSource::kNoInputYet, L""},
+      {4294967295u, KeepSource::kProgram, L"my render job.exe"},
+      {77, KeepSource::kPresentation, L""},
+  };
+  for (const auto& r : records) {
+    KeptAliveRecord back;
+    ASSERT_TRUE(ParseKeptAlive(FormatKeptAlive(r), back)) << FormatKeptAlive(r);
+    EXPECT_EQ(back.at, r.at);
+    EXPECT_EQ(back.source, r.source);
+    EXPECT_EQ(back.program, r.program);
+  }
+  KeptAliveRecord untouched{5, KeepSource::kAudio, L""};
+  for (const wchar_t* odd : {L"", L"12", L"12 2", L"12 2 ", L"12 3 render.exe", L"12 9 ", L"x 2 a.exe",
+                             L"4294967296 2 a.exe", L" 2 a.exe", L"-1 2 a.exe"}) {
+    EXPECT_FALSE(ParseKeptAlive(odd, untouched)) << testing::PrintToString(std::wstring(odd));
+  }
+  EXPECT_EQ(untouched.at, 5u);
 }
 
 TEST(KeepAlive, EachSourceIsWrittenOncePerStretchAndAgainWhenItChanges) {

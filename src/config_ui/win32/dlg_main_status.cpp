@@ -1,8 +1,9 @@
 // DlgMain's status panel: gathers what one refresh looks at and shows what StatusPanel makes of
-// it. The statistics are the service's, read from where it writes them.
+// it. The statistics and the session's records are the service's, read from where it writes them.
 #include "config_ui/win32/dlg_main.h"
 
 #include "config_ui/main_dialog_ids.h"
+#include "settings/kept_alive_record.h"
 #include "settings/options.h"
 #include "settings/reg_key.h"
 #include "settings/watch_reasons.h"
@@ -36,7 +37,10 @@ void DlgMain::RefreshStatus() {
   ::DWORD session = 0;
   if (::ProcessIdToSessionId(::GetCurrentProcessId(), &session)) {
     RegKey reasons(kWatchReasonsKey, false);
-    if (reasons.IsOpen()) snapshot.watchReason = reasons.GetInt(WatchReasonValueName(session).c_str(), 0);
+    if (reasons.IsOpen()) {
+      snapshot.watchReason = reasons.GetInt(WatchReasonValueName(session).c_str(), 0);
+      (void)reasons.GetStr(KeptAliveValueName(session).c_str(), &snapshot.keptAlive);
+    }
   }
   // The saved schedule is the one the service follows, not what is being edited.
   SYSTEMTIME local{};
