@@ -13,6 +13,7 @@
 
 #include "entry/launcher_location.h"
 #include "foundation/event.h"
+#include "foundation/object_names.h"
 #include "platform/win32/windows_include.h"
 #include "support/ui_driver.h"
 
@@ -43,17 +44,38 @@ inline HWND AgentWindow() { return ::FindWindowW(L"TARNVALE_MONITOR", nullptr); 
 // A visible dialog of process `pid` (with `caption`, when given), or null.
 inline HWND FindBox(DWORD pid, const wchar_t* caption = nullptr) { return FindTopWindow(pid, L"#32770", caption); }
 
-// The idle, cancel and quit events of session `session`, made as the service makes them:
-// interactive users may only set (or wait on) them.
+// How long a step of another process (a window, a box, an exit) may take under a slow Wine.
+inline constexpr DWORD kAgentLimitMs = 60000;
+
+// A session number of this test process's own, above `base`, so that no other agent or service
+// meets its events.
+inline DWORD OwnSession(DWORD base) { return base + ::GetCurrentProcessId() % 100; }
+
+// The agent window of a process other than `notPid`, once there is one (null after the limit).
+inline HWND WaitForAgent(DWORD notPid = 0, DWORD limitMs = kAgentLimitMs) {
+  HWND found = nullptr;
+  Eventually([&] { return (found = AgentWindow()) != nullptr && WindowPid(found) != notPid; }, limitMs);
+  return found;
+}
+
+// A visible "Tarnvale" box of `pid` other than `before`, once `before` has gone.
+inline HWND WaitForBox(DWORD pid, HWND before = nullptr) {
+  HWND box = nullptr;
+  Eventually([&] { return !::IsWindow(before) && (box = FindBox(pid, L"Tarnvale")) != nullptr && box != before; },
+             kAgentLimitMs);
+  return box;
+}
+
+// The idle, cancel and quit events of session `session` (under `tag`, or the plain names), made
+// as the service makes them: interactive users may only set (or wait on) them.
 struct SessionEvents {
   Event idle, cancel, quit;
-  bool Create(DWORD session) {
-    const std::wstring n = std::to_wstring(session);
-    return idle.CreateNewForUser((L"TarnvaleEventIdle-" + n).c_str(), kTrue, L"IU", kEventModifyState, kFalse,
-                                 kFalse) &&
-           cancel.CreateNewForUser((L"TarnvaleEventCancel-" + n).c_str(), kTrue, L"IU", kEventModifyState, kFalse,
-                                   kFalse) &&
-           quit.CreateNewForUser(L"TarnvaleEventQuit", kTrue, L"IU", kSynchronize, kTrue, kFalse);
+  bool Create(DWORD session, const std::wstring& tag = L"") {
+    return idle.CreateNewForUser(IdleEventName(L"Tarnvale", session, tag).c_str(), kTrue, L"IU", kEventModifyState,
+                                 kFalse, kFalse) &&
+           cancel.CreateNewForUser(CancelEventName(L"Tarnvale", session, tag).c_str(), kTrue, L"IU",
+                                   kEventModifyState, kFalse, kFalse) &&
+           quit.CreateNewForUser(QuitEventName(L"Tarnvale", tag).c_str(), kTrue, L"IU", kSynchronize, kTrue, kFalse);
   }
 };
 

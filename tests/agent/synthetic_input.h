@@ -8,17 +8,6 @@
 
 namespace tv::test {
 
-// One press and release of Shift: input that changes nothing on the desktop.
-inline bool TypeKey() {
-  INPUT in[2] = {};
-  for (INPUT& i : in) {
-    i.type = INPUT_KEYBOARD;
-    i.ki.wVk = VK_SHIFT;
-  }
-  in[1].ki.dwFlags = KEYEVENTF_KEYUP;
-  return ::SendInput(2, in, sizeof(INPUT)) == 2;
-}
-
 // Shift pressed, or released, alone: one input event each, so that a test can make exactly one
 // activity (a press and release are two, and the second would wait for the next second).
 inline bool ShiftDown(bool down) {
@@ -28,6 +17,9 @@ inline bool ShiftDown(bool down) {
   in.ki.dwFlags = down ? 0 : KEYEVENTF_KEYUP;
   return ::SendInput(1, &in, sizeof(INPUT)) == 1;
 }
+
+// One press and release of Shift: input that changes nothing on the desktop.
+inline bool TypeKey() { return ShiftDown(true) && ShiftDown(false); }
 
 // A one-pixel move and back, so the pointer stays where it was.
 inline bool NudgeMouse() {

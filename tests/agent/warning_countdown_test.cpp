@@ -1,4 +1,4 @@
-// The warning's countdown on a given clock.
+// The warning's countdown on a given clock, and the "/msg" process that shows it without an agent.
 #include <gtest/gtest.h>
 
 #include <cwchar>
@@ -6,6 +6,8 @@
 
 #include "agent/warning.h"
 #include "agent/warning_countdown.h"
+#include "foundation/event.h"
+#include "foundation/object_names.h"
 #include "settings/my_opts.h"
 #include "support/message_recorder.h"
 
@@ -58,13 +60,53 @@ TEST(WarningCountdown, CustomTextsCountDownInEveryPlaceholderOrStayAsWritten) {
 }
 
 #ifndef _WIN32
-TEST(WarningCountdown, MessageModeWithoutAMonitorWindowShowsTheWarningItself) {
-  test::MessageRecorder messages;
-  EXPECT_EQ(RunMessageMode(3), 0);
-  ASSERT_EQ(messages.shown.size(), 1u);
-  EXPECT_TRUE(Has(messages.shown[0].text, L"less than 5:00 minute(s)")) << "the default time-out";
-  EXPECT_EQ(messages.shown[0].icon, MsgIcon::kWarning);
+// The "/msg" process with no agent in the session, on the portable layer: it shows the warning
+// itself, and its answer is activity of its own session only, and not once the session was let
+// go. The box itself and the quit event ending it are warning_e2e_test's.
+struct TaggedSession {
+  Event idle, quit;
+  bool Create(DWORD session, const std::wstring& tag) {
+    return idle.CreateNewForUser(IdleEventName(L"Tarnvale", session, tag).c_str(), kTrue, L"IU", kEventModifyState,
+                                 kFalse, kFalse) &&
+           quit.CreateNewForUser(QuitEventName(L"Tarnvale", tag).c_str(), kTrue, L"IU", kSynchronize, kTrue, kFalse);
+  }
+};
+
+TEST(MessageMode, ShowsTheWarningItselfAndOkIsActivityOfItsOwnSessionOnly) {
+  TaggedSession tagged, plain;
+  ASSERT_TRUE(tagged.Create(3, L"5eed"));
+  ASSERT_TRUE(plain.Create(3, L""));
+  // The session number is part of the name too.
+  Event otherIdle;
+  ASSERT_TRUE(otherIdle.CreateNewForUser(IdleEventName(L"Tarnvale", 4, L"5eed").c_str(), kTrue, L"IU",
+                                         kEventModifyState, kFalse, kFalse));
+  const auto answer = [](int button, const wchar_t* tag) {
+    test::MessageRecorder messages(button);
+    EXPECT_EQ(RunMessageMode(3, tag), 0);
+    EXPECT_EQ(messages.shown.size(), 1u);
+    return messages.shown.empty() ? test::MessageRecorder::Shown{} : messages.shown[0];
+  };
+  const auto shown = answer(kAnswerOk, L"5eed");
+  EXPECT_TRUE(Has(shown.text, L"less than 5:00 minute(s)")) << "the default time-out";
+  EXPECT_EQ(shown.icon, MsgIcon::kWarning);
   EXPECT_EQ(GetOpenWarningBox(), nullptr) << "nothing is left open";
+  EXPECT_TRUE(tagged.idle.Wait(0)) << "OK pressed: the user is there";
+  EXPECT_FALSE(plain.idle.Wait(0)) << "the plain name is another service's object";
+  EXPECT_FALSE(otherIdle.Wait(0));
+
+  answer(kAnswerCancel, L"5eed");
+  EXPECT_FALSE(tagged.idle.Wait(0)) << "closing the box is no answer";
+  // The service has let the session go while the box was up: its answer changes nothing.
+  tagged.quit.Set();
+  answer(kAnswerOk, L"5eed");
+  EXPECT_FALSE(tagged.idle.Wait(0));
+
+  // Without a tag (started by hand) the plain names; the plain quit event is the whole
+  // service's, which says nothing about this session.
+  plain.quit.Set();
+  answer(kAnswerOk, L"");
+  EXPECT_TRUE(plain.idle.Wait(0));
+  EXPECT_FALSE(tagged.idle.Wait(0));
 }
 #endif
 
