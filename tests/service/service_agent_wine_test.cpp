@@ -20,8 +20,6 @@ namespace {
 
 using namespace test;
 
-constexpr ::DWORD kLimitMs = 60000;
-
 // The system's sessions, but for the list: session 1 is an active console session of "tester",
 // and log-offs and session message boxes are only counted (the test's own session must stay).
 class OwnSessionOnly final : public Sessions {
@@ -68,13 +66,6 @@ class OwnSessionOnly final : public Sessions {
   std::unique_ptr<Sessions> real_ = CreateSystemSessions();
 };
 
-// The agent window of a process other than `not`, once there is one.
-HWND WaitForAgent(::DWORD notPid) {
-  HWND found = nullptr;
-  Eventually([&] { return (found = AgentWindow()) != nullptr && WindowPid(found) != notPid; }, kLimitMs);
-  return found;
-}
-
 TEST(ServiceWithRealAgent, ALeftoverQuitEventIsIgnoredAKilledAgentComesBackAndAStopEndsIt) {
   // An earlier instance's quit event, still held and signalled (or made by a user while the
   // service was stopped): it once made every new agent leave at once.
@@ -104,7 +95,7 @@ TEST(ServiceWithRealAgent, ALeftoverQuitEventIsIgnoredAKilledAgentComesBackAndAS
     // Killed from outside: the session thread notices and starts another.
     ChildProcess taskkill;
     ASSERT_TRUE(taskkill.Start(L"C:\\windows\\system32\\taskkill.exe", L"/F /PID " + std::to_wstring(firstPid)));
-    ASSERT_EQ(::WaitForSingleObject(firstProcess.get(), kLimitMs), static_cast<::DWORD>(WAIT_OBJECT_0));
+    ASSERT_EQ(::WaitForSingleObject(firstProcess.get(), kAgentLimitMs), static_cast<::DWORD>(WAIT_OBJECT_0));
     service.Registry().WakeAll();
     HWND second = WaitForAgent(firstPid);
     ASSERT_NE(second, nullptr) << "the killed agent was not started again";
@@ -114,7 +105,7 @@ TEST(ServiceWithRealAgent, ALeftoverQuitEventIsIgnoredAKilledAgentComesBackAndAS
 
     // The stop tells the agent to leave through its own session's quit event.
     service.HandleEvent(svc::kControlStop, 0, nullptr, nullptr);
-    EXPECT_EQ(::WaitForSingleObject(secondProcess.get(), kLimitMs), static_cast<::DWORD>(WAIT_OBJECT_0));
+    EXPECT_EQ(::WaitForSingleObject(secondProcess.get(), kAgentLimitMs), static_cast<::DWORD>(WAIT_OBJECT_0));
   }
   EXPECT_EQ(sessions.logoffs, 0);
   EXPECT_EQ(w.Count(evt::kAgentGaveUp), 0u);

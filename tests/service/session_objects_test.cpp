@@ -12,6 +12,7 @@
 #include "service/session_signals.h"
 #include "service_world.h"
 #include "settings/my_opts.h"
+#include "support/sddl_aces.h"
 
 namespace tv {
 namespace {
@@ -19,32 +20,23 @@ namespace {
 using test::ServiceWorld;
 using Strings = std::vector<std::wstring>;
 
-// The allow entries of an SDDL access list: (rights, SID) pairs, rights as a mask. The system
-// spells some masks with letters when it writes the list back ("DC" for 0x2, "GA").
-std::vector<std::pair<DWORD, std::wstring>> AllowEntries(const std::wstring& sddl) {
+// The allow entries of the access list of `e`, read back from the object itself: (rights, SID)
+// pairs, rights as a mask. The system spells some masks with letters when it writes the list
+// back ("DC" for 0x2, "GA"); anything else is more than the agent needs.
+std::vector<std::pair<DWORD, std::wstring>> AllowEntries(const Event& e) {
+  std::wstring sddl;
+  EXPECT_TRUE(e.QuerySecurity(sddl));
   std::vector<std::pair<DWORD, std::wstring>> out;
-  for (size_t at = sddl.find(L"(A;"); at != std::wstring::npos; at = sddl.find(L"(A;", at + 1)) {
-    const size_t end = sddl.find(L')', at);
-    std::vector<std::wstring> fields;
-    size_t from = at + 1;
-    for (size_t semi; (semi = sddl.find(L';', from)) < end; from = semi + 1) fields.push_back(sddl.substr(from, semi - from));
-    fields.push_back(sddl.substr(from, end - from));
-    if (fields.size() != 6) continue;
-    const std::wstring& r = fields[2];
-    DWORD mask = 0;
-    if (r == L"DC") mask = 0x2;
-    else if (r == L"GA") mask = 0x10000000;
-    else if (r.rfind(L"0x", 0) == 0) mask = static_cast<DWORD>(std::stoul(r.substr(2), nullptr, 16));
-    else mask = 0xFFFFFFFF;  // anything else is more than the agent needs
-    out.emplace_back(mask, fields[5]);
+  for (const test::SddlAce& ace : test::SddlAces(sddl)) {
+    if (ace.type != L"A") continue;
+    const std::wstring& r = ace.rights;
+    const DWORD mask = r == L"DC"                ? 0x2
+                       : r == L"GA"              ? 0x10000000
+                       : r.rfind(L"0x", 0) == 0 ? static_cast<DWORD>(std::stoul(r.substr(2), nullptr, 16))
+                                                 : 0xFFFFFFFF;
+    out.emplace_back(mask, ace.trustee);
   }
   return out;
-}
-
-// The access list of `e`, read back from the object itself.
-std::wstring AccessListOf(const Event& e) {
-  std::wstring sddl;
-  return e.QuerySecurity(sddl) ? sddl : L"<cannot read>";
 }
 
 class SessionObjectsTest : public testing::Test {
@@ -90,11 +82,9 @@ TEST_F(SessionObjectsTest, OnlyTheSessionsOwnLogonAndLocalSystemGetTheEvents) {
         {signals.Quit(), kSynchronize},
     };
     for (const auto& o : objects) {
-      const std::wstring acl = AccessListOf(o.event);
-      SCOPED_TRACE(testing::Message() << std::string(acl.begin(), acl.end()));
       // Exactly two entries: the one right for this logon, everything for local system; no
       // group of users, so no other session's user, may touch them.
-      const auto entries = AllowEntries(acl);
+      const auto entries = AllowEntries(o.event);
       ASSERT_EQ(entries.size(), 2u);
       EXPECT_EQ(entries[0], std::make_pair(o.access, sid));
       EXPECT_EQ(entries[1].second, L"SY");
