@@ -4,14 +4,13 @@
 
 #ifdef _WIN32
 
-#include <functional>
 #include <string>
 
 // First: its DWORD must be the system's, as in its own source, not the one the product's headers bring.
 #include "support/service_driver.h"
 
 #include "entry/service_install.h"
-#include "launcher_location.h"
+#include "agent/agent_process.h"
 #include "platform/service_manager.h"
 #include "platform/win32/windows_include.h"
 
@@ -20,43 +19,15 @@
 namespace tv {
 namespace {
 
-// How long one launcher run or one awaited service state may take before the test gives up.
+// How long one launcher run may take before the test gives up.
 constexpr DWORD kLauncherLimitMs = 120000;
-constexpr DWORD kStateLimitMs = 60000;
 
 constexpr wchar_t kEventSourceKey[] = L"SYSTEM\\CurrentControlSet\\Services\\EventLog\\Application\\Tarnvale";
 
 // Runs TV64.EXE with `arguments` and answers its exit code (-1 when it could not run or hung).
 int RunLauncher(const std::wstring& arguments) {
-  const std::wstring exe = test::LauncherFolder() + L"TV64.EXE";
-  std::wstring line = L"\"" + exe + L"\" " + arguments;
-  STARTUPINFOW si{};
-  si.cb = sizeof(si);
-  PROCESS_INFORMATION pi{};
-  if (!::CreateProcessW(exe.c_str(), line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si, &pi)) {
-    ADD_FAILURE() << "cannot start the launcher: " << ::GetLastError();
-    return -1;
-  }
-  ::DWORD code = static_cast<::DWORD>(-1);
-  if (::WaitForSingleObject(pi.hProcess, kLauncherLimitMs) == WAIT_OBJECT_0) {
-    ::GetExitCodeProcess(pi.hProcess, &code);
-  } else {
-    ADD_FAILURE() << "the launcher did not finish: " << testing::PrintToString(arguments);
-    ::TerminateProcess(pi.hProcess, 99);
-  }
-  ::CloseHandle(pi.hThread);
-  ::CloseHandle(pi.hProcess);
-  return static_cast<int>(code);
-}
-
-// Polls `condition` until it holds or the limit passes: the service runs in another process.
-bool Eventually(const std::function<bool()>& condition, DWORD limitMs = kStateLimitMs) {
-  const ULONGLONG end = ::GetTickCount64() + limitMs;
-  for (;;) {
-    if (condition()) return true;
-    if (::GetTickCount64() >= end) return false;
-    ::Sleep(100);
-  }
+  test::Launched run(arguments);
+  return run.Started() ? run.ExitCode(kLauncherLimitMs) : -1;
 }
 
 DWORD ServiceState() { return test::ServiceStateOf(kServiceName); }
@@ -98,7 +69,7 @@ class ServiceLifeCycle : public ::testing::Test {
   static void RemoveWhateverIsLeft() {
     if (!ServiceExists()) return;
     (void)RunLauncher(L"/unload-silent");
-    if (Eventually([] { return !ServiceExists(); }, 15000)) return;
+    if (test::Eventually([] { return !ServiceExists(); }, 15000)) return;
     // The launcher could not: stop and delete it directly so the prefix stays usable.
     auto sm = CreateSystemServiceManager();
     ServiceHandle manager, service;
@@ -115,7 +86,7 @@ class ServiceLifeCycle : public ::testing::Test {
 TEST_F(ServiceLifeCycle, LauncherInstallsSignalsAndRemovesTheService) {
   const std::wstring folder = test::LauncherFolder();
   ASSERT_EQ(RunLauncher(L"/load-silent"), 0);
-  ASSERT_TRUE(Eventually([] { return ServiceState() == svc::kRunning; })) << "state " << ServiceState();
+  ASSERT_TRUE(test::Eventually([] { return ServiceState() == svc::kRunning; }, 60000)) << "state " << ServiceState();
   {
     auto sm = CreateSystemServiceManager();
     ServiceHandle manager, service;
@@ -139,7 +110,7 @@ TEST_F(ServiceLifeCycle, LauncherInstallsSignalsAndRemovesTheService) {
   EXPECT_EQ(ServiceState(), svc::kRunning);
 
   EXPECT_EQ(RunLauncher(L"/unload-silent"), 0);
-  EXPECT_TRUE(Eventually([] { return !ServiceExists(); }));
+  EXPECT_TRUE(test::Eventually([] { return !ServiceExists(); }, 60000));
 }
 
 }  // namespace

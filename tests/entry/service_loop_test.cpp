@@ -3,26 +3,17 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-
 #include <condition_variable>
 #include <mutex>
 #include <stdexcept>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace tv {
 namespace {
 
-TEST(ServiceLoopDecisions, PendingStatesSettleAndOthersStay) {
-  EXPECT_EQ(CompletedState(svc::kStartPending), svc::kRunning);
-  EXPECT_EQ(CompletedState(svc::kStopPending), svc::kStopped);
-  EXPECT_EQ(CompletedState(svc::kContinuePending), svc::kRunning);
-  EXPECT_EQ(CompletedState(svc::kPausePending), svc::kPaused);
-  for (DWORD settled : {svc::kRunning, DWORD{99}})
-    EXPECT_EQ(CompletedState(settled), settled);
-}
-
-TEST(ServiceLoopDecisions, HandlerRefusesRepeatsAndRoutesEveryOtherControl) {
+TEST(ServiceLoopDecisions, HandlerRefusesRepeatsAndRoutesEveryOtherControlAndPendingStatesSettle) {
   using A = ControlAction;
   const struct {
     DWORD state, control;
@@ -47,6 +38,11 @@ TEST(ServiceLoopDecisions, HandlerRefusesRepeatsAndRoutesEveryOtherControl) {
     EXPECT_EQ(d.action, c.action) << c.state << "/" << c.control;
     EXPECT_EQ(d.action == A::kBeginTransition ? d.pendingState : 0, c.pending) << c.state << "/" << c.control;
   }
+  // A pending state settles into the state it leads to; a settled one stays.
+  const std::pair<DWORD, DWORD> settles[] = {{svc::kStartPending, svc::kRunning},   {svc::kStopPending, svc::kStopped},
+                                             {svc::kContinuePending, svc::kRunning}, {svc::kPausePending, svc::kPaused},
+                                             {svc::kRunning, svc::kRunning},         {99, 99}};
+  for (const auto& [from, to] : settles) EXPECT_EQ(CompletedState(from), to) << from;
 }
 
 // A service run on its own thread with a recording callback and reporter.
@@ -115,7 +111,7 @@ class ServiceLoopRun : public ::testing::Test {
   }
 };
 
-TEST_F(ServiceLoopRun, StartRunsInitialiseThenRunAndStopEndsTheLoop) {
+TEST_F(ServiceLoopRun, StartRunsInitialiseThenRunControlsAreRoutedAndStopEndsTheLoop) {
   Start();
   WaitForReportedState(svc::kRunning);
   WaitForCall(svc::kControlStarted);
@@ -140,11 +136,15 @@ TEST_F(ServiceLoopRun, StartRunsInitialiseThenRunAndStopEndsTheLoop) {
   EXPECT_EQ(calls.back().eventData, &note);
   EXPECT_EQ(loop.HandleControl(svc::kControlInterrogate, 0, nullptr), kControlHandled);
   EXPECT_EQ(reports.size(), reportsBefore + 2);
+  // A callback that throws is contained on the handler's thread.
+  throwOn128 = true;
+  EXPECT_EQ(loop.HandleControl(128, 0, nullptr), kControlNotImplemented);
+  EXPECT_EQ(loop.Status().currentState, svc::kRunning);
 
   EXPECT_EQ(loop.HandleControl(svc::kControlStop, 0, nullptr), kControlHandled);
   dispatcher.join();
   EXPECT_EQ(loop.HandleControl(svc::kControlStop, 0, nullptr), kControlNotImplemented);
-  EXPECT_EQ(Codes(true), (std::vector<DWORD>{0, 3, svc::kControlStarted, 128, 14, 1}));
+  EXPECT_EQ(Codes(true), (std::vector<DWORD>{0, 3, svc::kControlStarted, 128, 14, 128, 1}));
   ASSERT_GE(reports.size(), 2u);
   const ServiceStatusRecord& pendingStop = reports[reports.size() - 2];
   EXPECT_EQ(pendingStop.currentState, svc::kStopPending);
@@ -205,14 +205,6 @@ TEST_F(ServiceLoopRun, SessionChangesAreAcceptedAndProgressShownWhileTheStartRun
   EXPECT_EQ(loop.HandleControl(svc::kControlStop, 0, nullptr), kControlHandled);
   dispatcher.join();
   EXPECT_EQ(Codes(true), (std::vector<DWORD>{0, 3, svc::kControlStarted, 1}));
-}
-
-TEST_F(ServiceLoopRun, AThrowingCallbackIsContainedOnTheHandlersThread) {
-  throwOn128 = true;
-  Start();
-  WaitForReportedState(svc::kRunning);
-  EXPECT_EQ(loop.HandleControl(128, 0, nullptr), kControlNotImplemented);
-  EXPECT_EQ(loop.Status().currentState, svc::kRunning);
 }
 
 // A queue that breaks on the first wait: the run must still end, reported as stopped.
