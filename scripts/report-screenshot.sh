@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Renders the simulator's HTML report of the example week into docs/images/report.png and of the
 # week with calls and jobs into docs/images/report-calls.png (the pictures in the README), with Debian's headless Chromium, which it installs when missing. Not
-# part of `make test`: it is run by hand after the report changes.
+# part of `make test`: `make screenshots` runs it (through scripts/screenshots.sh), and it can be run
+# by hand after the report changes.
 #
 #   scripts/report-screenshot.sh [NATIVE_BUILD_DIR]   (default build/native)
 set -euo pipefail
