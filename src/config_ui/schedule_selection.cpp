@@ -77,6 +77,13 @@ BOOL ScheduleSelection::SetSchedule(const wchar_t* text) {
   return kTrue;
 }
 
+bool ScheduleSelection::IsAllOff() const {
+  for (const std::uint8_t cell : cells_) {
+    if (cell != 0) return false;
+  }
+  return true;
+}
+
 std::wstring ScheduleSelection::GetSchedule() const {
   if (IsAllOn()) return L"*";
   WeekGrid grid;
@@ -92,6 +99,14 @@ std::wstring ScheduleSelection::ScheduleTextToStore() const {
   // An all-active week is kept as no schedule at all, which also follows the day table's
   // language; any other week as its canonical text.
   return IsAllOn() ? std::wstring() : GetSchedule();
+}
+
+std::wstring ScheduleSelection::RefusalToStore() const {
+  if (!IsAllOff()) return std::wstring();
+  return L"Every half hour of the week is inactive. A schedule without active time would let "
+         L"Tarnvale act around the clock, so this week cannot be kept.\n\n"
+         L"To stop the log-offs altogether, clear \"Enable Tarnvale\" in the main window; to stop "
+         L"them for some hours, leave at least one half hour active.";
 }
 
 std::size_t ScheduleSelection::GetSchedule(wchar_t* buffer, std::size_t capacity) const {

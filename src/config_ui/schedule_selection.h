@@ -69,6 +69,8 @@ class ScheduleSelection {
   bool IsHalfActive(int row, int half) const;
   // True when every half hour of the week is active.
   BOOL IsAllOn() const;
+  // True when no half hour of the week is active.
+  bool IsAllOff() const;
   // Makes every half hour active or inactive.
   void SetScheduleAll(BOOL active);
 
@@ -86,6 +88,10 @@ class ScheduleSelection {
   // that is all active, else GetSchedule's text. A week with nothing active also gives "": the
   // monitor reads a schedule without active time as always active, so no text could say otherwise.
   std::wstring ScheduleTextToStore() const;
+  // Why OK must not keep this week, or "" when it may: a week with nothing active would be stored
+  // as always active, the opposite of what was painted, so the answer says how to stop the
+  // log-offs instead.
+  std::wstring RefusalToStore() const;
 
   // ---- geometry
   // Slots per hour: 1, 2 or 4; 0 with kInvalidParameter for anything else (nothing changes).

@@ -17,6 +17,8 @@
 #include "config_ui/win32/dlg_schedule.h"
 #include "config_ui/win32/dlg_warning_data_loss.h"
 #include "entry/launcher_location.h"
+#include "support/ui_driver.h"
+#include "ui/msg_box.h"
 
 #include <objsel.h>
 
@@ -79,6 +81,7 @@ class ConfigDialogs : public testing::Test {
   static void SetUpTestSuite() {
     module_ = ::LoadLibraryW((test::LauncherFolder() + L"TV64.DLL").c_str());
     ASSERT_NE(module_, nullptr);
+    MsgSetResourceModule(module_);
   }
   void SetUp() override {
     ASSERT_NE(module_, nullptr);
@@ -140,6 +143,76 @@ TEST_F(ConfigDialogs, ScheduleEditorButtonsActOnTheSelectionOkStoresAndCancelKee
                   }),
             IDCANCEL);
   EXPECT_EQ(cancelled.ScheduleText(), week);
+}
+
+// Stored, a week painted all inactive would read as always active: OK refuses it with a box that
+// says how to stop the log-offs, and the editor stays open on what was painted. Painted with the
+// real X pointer, so the grid's own mouse handling and capture are in the path.
+TEST_F(ConfigDialogs, ScheduleEditorRefusesAWeekDraggedAllInactiveAndKeepsItOpen) {
+  HWND editor = nullptr;
+  std::wstring refusal;
+  bool openAfterRefusal = false;
+  int step = 0, since = 0;
+  const auto cell = [](HWND d, int row, int hour, bool firstHalf) {
+    const auto* ctrl = static_cast<ScheduleCtrl*>(CSWnd::FromHandle(::GetDlgItem(d, IDC_SCHEDULE_GRID)));
+    const PixelRect r = ctrl->Model().HourRect(row, hour);
+    const int w = r.right - r.left;
+    return POINT{r.left + (firstHalf ? w / 4 : w * 3 / 4), (r.top + r.bottom) / 2};
+  };
+  const auto span = [](HWND d, SelectionSpan* out) {
+    const auto* ctrl = static_cast<ScheduleCtrl*>(CSWnd::FromHandle(::GetDlgItem(d, IDC_SCHEDULE_GRID)));
+    return ctrl->Model().GetSpan(*out);
+  };
+  DlgSchedule dialog(L"Mon 8:00-17:30, ");
+  const int result = Drive([&] { return dialog.Run(module_, owner_.GetHwnd()); },
+                           [&](HWND d, int tick) {
+                             if (!editor) editor = d;
+                             SelectionSpan s{};
+                             switch (step) {
+                               case 0:  // the whole week, corner to corner
+                                 if (!test::XdoDrag(::GetDlgItem(editor, IDC_SCHEDULE_GRID), cell(editor, 0, 0, true),
+                                                    cell(editor, 6, 23, false)))
+                                   return true;
+                                 ++step;
+                                 return false;
+                               case 1:
+                                 if (!span(editor, &s) || s.firstRow != 0 || s.lastRow != 6 || s.firstHour != 0 ||
+                                     s.lastHour != 23 || s.startsAtHalf)
+                                   return false;
+                                 Click(editor, IDC_SCHEDULE_INACTIVE);
+                                 ::PostMessageW(editor, WM_COMMAND, IDOK, 0);
+                                 since = tick;
+                                 ++step;
+                                 return false;
+                               case 2:  // the refusal, over the editor
+                                 if (d == editor) return tick - since > 60;
+                                 refusal = test::BoxMessage(d);
+                                 ::PostMessageW(d, WM_COMMAND, IDOK, 0);
+                                 ++step;
+                                 return false;
+                               case 3:
+                                 if (d != editor) return false;
+                                 openAfterRefusal = ::IsWindowVisible(editor) != FALSE;
+                                 if (!test::XdoDrag(::GetDlgItem(editor, IDC_SCHEDULE_GRID), cell(editor, 0, 8, true),
+                                                    cell(editor, 0, 8, false)))
+                                   return true;
+                                 ++step;
+                                 return false;
+                               case 4:
+                                 if (!span(editor, &s) || s.lastRow != 0 || s.firstHour != 8 || s.lastHour != 8 ||
+                                     s.startsAtHalf)
+                                   return false;
+                                 Click(editor, IDC_SCHEDULE_ACTIVE);
+                                 Click(editor, IDOK);
+                                 return true;
+                             }
+                             return true;
+                           });
+  EXPECT_EQ(step, 4) << "xdotool missing or the drag never reached the grid";
+  EXPECT_NE(refusal.find(L"clear \"Enable Tarnvale\""), std::wstring::npos) << testing::PrintToString(refusal);
+  EXPECT_TRUE(openAfterRefusal);
+  EXPECT_EQ(result, IDOK);
+  EXPECT_EQ(dialog.ScheduleText(), L"Mon 8:00-9:00, ");
 }
 
 // Enter reaches IDOK even while OK is disabled; both dialogs must ignore it then.

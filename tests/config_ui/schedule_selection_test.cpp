@@ -164,8 +164,13 @@ TEST(ScheduleSelection, TextInAndOut) {
     EXPECT_EQ(s.GetSchedule(), L"*");
     EXPECT_EQ(s.ScheduleTextToStore(), L"") << "all active is kept as no schedule";
   }
+  EXPECT_TRUE(s.RefusalToStore().empty());
   EXPECT_TRUE(s.SetSchedule(L"  "));
   EXPECT_EQ(s.GetSchedule(), L"") << "a readable text without periods is an empty week";
+  // Stored, the empty week would read as always active: OK refuses it and points to the switch.
+  EXPECT_NE(s.RefusalToStore().find(L"clear \"Enable Tarnvale\""), std::wstring::npos);
+  ASSERT_TRUE(s.SetSchedule(L"Sun 23:30-24:00"));
+  EXPECT_TRUE(s.RefusalToStore().empty()) << "one active half hour, at the grid's last cell, is a schedule";
 
   // Unordered and overlapping periods come back canonical; Sunday is the last row.
   ASSERT_TRUE(s.SetSchedule(L"Sun 22:00-24:00; Mon 9:00-12:00 Mon 8:00-10:30,Sat 24:00-0:30"));

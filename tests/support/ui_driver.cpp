@@ -195,14 +195,14 @@ HWND FocusOf(HWND window) {
   return ::GetGUIThreadInfo(::GetWindowThreadProcessId(window, nullptr), &info) ? info.hwndFocus : nullptr;
 }
 
-BOOL XdoClick(HWND window) {
-  // Wine starts a Unix program by its path on drive Z:, but gives no handle to wait on, so the
-  // caller watches for the click's effect instead.
+namespace {
+
+// Wine starts a Unix program by its path on drive Z:, but gives no handle to wait on, so the
+// caller watches for the input's effect instead.
+BOOL RunXdotool(const std::wstring& arguments) {
   const wchar_t* xdotool = L"Z:\\usr\\bin\\xdotool";
-  RECT r{};
-  if (::GetFileAttributesW(xdotool) == INVALID_FILE_ATTRIBUTES || !::GetWindowRect(window, &r)) return FALSE;
-  std::wstring line = std::wstring(xdotool) + L" mousemove --sync " + std::to_wstring((r.left + r.right) / 2) + L" " +
-                      std::to_wstring((r.top + r.bottom) / 2) + L" click 1";
+  if (::GetFileAttributesW(xdotool) == INVALID_FILE_ATTRIBUTES) return FALSE;
+  std::wstring line = std::wstring(xdotool) + L" " + arguments;
   STARTUPINFOW si{};
   si.cb = sizeof(si);
   PROCESS_INFORMATION pi{};
@@ -210,6 +210,22 @@ BOOL XdoClick(HWND window) {
   if (pi.hThread) ::CloseHandle(pi.hThread);
   if (pi.hProcess) ::CloseHandle(pi.hProcess);
   return TRUE;
+}
+
+std::wstring Point(POINT p) { return std::to_wstring(p.x) + L" " + std::to_wstring(p.y); }
+
+}  // namespace
+
+BOOL XdoClick(HWND window) {
+  RECT r{};
+  if (!::GetWindowRect(window, &r)) return FALSE;
+  return RunXdotool(L"mousemove --sync " + Point({(r.left + r.right) / 2, (r.top + r.bottom) / 2}) + L" click 1");
+}
+
+BOOL XdoDrag(HWND window, POINT from, POINT to) {
+  if (!::ClientToScreen(window, &from) || !::ClientToScreen(window, &to)) return FALSE;
+  return RunXdotool(L"mousemove --sync " + Point(from) + L" mousedown 1 mousemove --sync " + Point(to) +
+                    L" mouseup 1");
 }
 
 RegSnapshot SnapshotKey(HKEY root, const std::wstring& path) {

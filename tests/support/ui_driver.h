@@ -90,6 +90,9 @@ HWND FocusOf(HWND window);
 // Moves the X pointer to the middle of `window` and clicks the left button there with xdotool,
 // so the click arrives the way a person's does. 0 when xdotool cannot be started.
 BOOL XdoClick(HWND window);
+// Drags with the real X pointer: presses the left button at `from`, moves to `to` and releases
+// there, both in `window`'s client pixels. 0 when xdotool cannot be started.
+BOOL XdoDrag(HWND window, POINT from, POINT to);
 
 // A key's values and subkeys, by path below it ("Sub\\Name"), with the type and the exact data.
 using RegSnapshot = std::map<std::wstring, std::pair<::DWORD, std::vector<BYTE>>>;

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "config_ui/main_dialog_ids.h"
+#include "ui/msg_box.h"
 
 namespace tv {
 
@@ -29,8 +30,16 @@ BOOL DlgSchedule::OnInit() {
 BOOL DlgSchedule::OnCommand(int id, int code, HWND control) {
   switch (id) {
     case IDOK:
+      if (grid_.GetHwnd()) {
+        const std::wstring refusal = grid_.Model().RefusalToStore();
+        if (!refusal.empty()) {
+          Msg(GetHwnd(), MB_OK | MB_ICONWARNING, refusal.c_str());
+          ::SetFocus(grid_.GetHwnd());
+          return TRUE;
+        }
+        schedule_ = grid_.ScheduleTextToStore();
+      }
       // Without its grid the dialog has nothing to say, so OK keeps the schedule as it was.
-      if (grid_.GetHwnd()) schedule_ = grid_.ScheduleTextToStore();
       End(grid_.GetHwnd() ? IDOK : IDCANCEL);
       return TRUE;
     case IDCANCEL:
