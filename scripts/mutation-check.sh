@@ -105,16 +105,24 @@ restore() {
     mutated=""
   fi
 }
-trap restore EXIT INT TERM
+trap restore EXIT
+trap "exit 130" INT TERM
 
 build_tests() {  # log file
   flock /tmp/tv-native.lock cmake --build "$build" -j2 >"$1" 2>&1
 }
 
-# Prints the names of the failing tests, one a line.
-run_tests() {  # log file
-  (cd "$build" && flock /tmp/tv-native.lock ctest -j2 --timeout 300 >"$1" 2>&1) || true
-  sed -n 's/^[[:space:]]*[0-9]* - \([^ ]*\) (.*)$/\1/p' "$1" | sort -u
+# Builds, then runs the tests under the same hold of the lock, and prints the names of the
+# failing tests, one a line; answers 1 when the build failed. A native test takes well under a
+# second, so a minute means it hangs.
+build_and_test() {  # build log, test log
+  local status
+  status=$(flock /tmp/tv-native.lock bash -c '
+    cmake --build "$1" -j2 >"$2" 2>&1 || { echo build-failed; exit 0; }
+    cd "$1" && ctest -j2 --timeout 60 >"$3" 2>&1
+    echo tested' _ "$build" "$1" "$2")
+  [[ $status == tested ]] || return 1
+  sed -n 's/^[[:space:]]*[0-9]* - \([^ ]*\) (.*)$/\1/p' "$2" | sort -u
 }
 
 if [[ ! -f $build/CMakeCache.txt ]]; then
@@ -122,9 +130,12 @@ if [[ ! -f $build/CMakeCache.txt ]]; then
   (cd "$tree" && flock /tmp/tv-native.lock cmake --preset native -B "$build" -DTV_BENCH=OFF >"$log/configure.log" 2>&1) ||
     { cat "$log/configure.log" >&2; exit 1; }
 fi
-echo "building the clean tree" >&2
-build_tests "$log/clean-build.log" || { tail -40 "$log/clean-build.log" >&2; exit 1; }
-mapfile -t clean_failures < <(run_tests "$log/clean-test.log")
+echo "building and testing the clean tree" >&2
+if ! build_and_test "$log/clean-build.log" "$log/clean-test.log" >"$log/clean-failures"; then
+  tail -40 "$log/clean-build.log" >&2
+  exit 1
+fi
+mapfile -t clean_failures <"$log/clean-failures"
 if [[ ${#clean_failures[@]} -gt 0 ]]; then
   echo "already failing on the clean tree (not counted for any mutant): ${clean_failures[*]}" >&2
 fi
@@ -137,8 +148,8 @@ for line in "${mutants[@]}"; do
   echo "mutant $id" >&2
   apply_mutant "$file" "$code" "$replacement"
   mutated=$file
-  if build_tests "$log/$id-build.log"; then
-    mapfile -t failures < <(run_tests "$log/$id-test.log")
+  if build_and_test "$log/$id-build.log" "$log/$id-test.log" >"$log/$id-failures"; then
+    mapfile -t failures <"$log/$id-failures"
     new=()
     for t in "${failures[@]}"; do
       [[ " ${clean_failures[*]} " == *" $t "* ]] || new+=("$t")
