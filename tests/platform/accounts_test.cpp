@@ -32,12 +32,10 @@ TEST(SimulatedAccounts, LookupsIgnoreCaseAndUnknownsFailCleanly) {
   a.SetGlobalGroups(L"Ann", {L"Domain Users", L"Sales"});
   a.SetLocalGroups(L"CORP\\Ann", {L"Remote Desktop Users"});
   std::wstring text;
-  ASSERT_TRUE(a.FindDomainController(L"corp", text));
-  EXPECT_EQ(text, L"\\\\DC1");
-  std::vector<std::wstring> groups;
-  ASSERT_TRUE(a.GetUserGlobalGroups(L"\\\\DC1", L"ANN", groups));
-  EXPECT_EQ(groups, (std::vector<std::wstring>{L"Domain Users", L"Sales"}));
-  ASSERT_TRUE(a.GetUserLocalGroups(L"corp\\ann", groups));
+  std::vector<std::wstring> global, groups;
+  ASSERT_TRUE(a.FindDomainController(L"corp", text) && a.GetUserGlobalGroups(text, L"ANN", global) &&
+              a.GetUserLocalGroups(L"corp\\ann", groups));
+  EXPECT_EQ(global, (std::vector<std::wstring>{L"Domain Users", L"Sales"}));
   EXPECT_EQ(groups, std::vector<std::wstring>{L"Remote Desktop Users"});
 
   // Unknowns fail with the system's codes and leave the out-parameters as they were.
@@ -48,9 +46,6 @@ TEST(SimulatedAccounts, LookupsIgnoreCaseAndUnknownsFailCleanly) {
   EXPECT_EQ(groups, std::vector<std::wstring>{L"Remote Desktop Users"});
 
   ExpectEnglishWellKnownGroups(a);
-  a.SetWellKnownGroupName(WellKnownGroup::kUsers, L"Benutzer");
-  ASSERT_TRUE(a.GetWellKnownGroupName(WellKnownGroup::kUsers, text));
-  EXPECT_EQ(text, L"Benutzer");
 }
 
 #ifdef _WIN32

@@ -9,25 +9,10 @@
 namespace tv {
 namespace {
 
-ErrorCode ErrorOf(BOOL ok) { return ok ? err::kSuccess : GetLastErrorCode(); }
-
 TEST(EventLog, TypeFollowsTheSeverityBitsOfTheIdentifier) {
   EXPECT_EQ(EventTypeOf(0x60000017), EventType::kInformation);
   EXPECT_EQ(EventTypeOf(0xa000000c), EventType::kWarning);
   EXPECT_EQ(EventTypeOf(0xe000000b), EventType::kError);
-  EXPECT_EQ(EventTypeOf(0x00000001), EventType::kInformation);
-}
-
-TEST(SimulatedEventLog, KeepsEntriesInOrderAndLosesTheOneThatFailed) {
-  SimulatedEventLog log;
-  ASSERT_TRUE(log.Report(EventType::kInformation, 0x60000006, {L"CORP\\ann"}));
-  log.FailOp(SimulatedEventLog::Op::kReport, err::kNotEnoughMemory);
-  EXPECT_EQ(ErrorOf(log.Report(EventType::kError, 0xe000000b, {L"CORP\\ann", L"5"})), err::kNotEnoughMemory);
-  ASSERT_TRUE(log.Report(EventType::kError, 0xe000000b, {L"CORP\\ann", L"5"}));
-  auto e = log.Entries();
-  ASSERT_EQ(e.size(), 2u);
-  EXPECT_EQ(e[1].type, EventType::kError);
-  EXPECT_EQ(e[1].strings, (std::vector<std::wstring>{L"CORP\\ann", L"5"}));
 }
 
 #ifdef _WIN32

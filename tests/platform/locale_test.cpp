@@ -7,23 +7,14 @@
 namespace tv {
 namespace {
 
-// The user's locale is whatever the machine has; only the shape of its answers is checked.
+// The user's locale is whatever the machine has: its answers must fit the numbering, and a day
+// outside 1..7 is refused without touching the name.
 TEST(UserLocale, AnswersFitTheLocaleNumbering) {
   const UserLocale& locale = SystemUserLocale();
-  int first = -1;
-  if (locale.FirstDayOfWeek(first)) {
-    EXPECT_GE(first, 0);
-    EXPECT_LE(first, 6);
-  }
-  std::wstring name;
-  for (int n = 1; n <= 7; ++n) {
-    if (locale.DayName(n, name)) {
-      EXPECT_FALSE(name.empty()) << n;
-    }
-  }
-  name = L"kept";
-  EXPECT_FALSE(locale.DayName(0, name));
-  EXPECT_FALSE(locale.DayName(8, name));
+  int first = 0;
+  EXPECT_TRUE(!locale.FirstDayOfWeek(first) || (first >= 0 && first <= 6)) << first;
+  std::wstring name = L"kept";
+  EXPECT_FALSE(locale.DayName(0, name) || locale.DayName(8, name));
   EXPECT_EQ(name, L"kept");
 }
 

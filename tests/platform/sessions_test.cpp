@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <thread>
 #include <utility>
 
 #include "platform/portable/sessions.h"
@@ -22,9 +21,12 @@ using Op = SimulatedSessions::Op;
 
 ErrorCode ErrorOf(BOOL ok) { return ok ? err::kSuccess : GetLastErrorCode(); }
 
-TEST(SimulatedSessions, TableChangesQueueTheNotificationsTheServiceSees) {
+// The simulated table stands in for the terminal services in the service's and the simulator's
+// tests; what is checked here is what those tests could not tell apart from a fault of their own.
+TEST(SimulatedSessions, TableChangesQueueTheNotificationsAndQueriesAnswerLikeTheSystem) {
   SimulatedSessions s;
   s.SetConsoleSession(1);
+  s.SetTimeSource([] { return std::int64_t{777}; });
   s.AddSession(1, L"", L"");  // the console's logon screen: no log-on yet
   s.AddSession(3, L"CORP", L"ann");
   s.LogOn(1, L"PC", L"bob");
@@ -35,7 +37,6 @@ TEST(SimulatedSessions, TableChangesQueueTheNotificationsTheServiceSees) {
   s.Disconnect(1);
   s.EndSession(3);
   s.EndSession(99);  // unknown: nothing happens
-
   std::vector<std::pair<Change, SessionId>> seen;
   for (const auto& n : s.TakeNotifications()) seen.emplace_back(n.change, n.id);
   EXPECT_EQ(seen, (std::vector<std::pair<Change, SessionId>>{
@@ -44,47 +45,30 @@ TEST(SimulatedSessions, TableChangesQueueTheNotificationsTheServiceSees) {
                       {Change::kLogoff, 3}}));
   EXPECT_TRUE(s.TakeNotifications().empty());
 
-  std::vector<SessionEntry> list;
-  ASSERT_TRUE(s.EnumerateSessions(list));
-  ASSERT_EQ(list.size(), 1u);
-  EXPECT_EQ(list[0].state, SessionState::kDisconnected);
-  EXPECT_EQ(list[0].winStation, L"Console");
-}
-
-TEST(SimulatedSessions, QueriesAnswerLikeTheTerminalServices) {
-  SimulatedSessions s;
-  s.SetTimeSource([] { return std::int64_t{777}; });
   s.AddSession(2, L"CORP", L"ann", SessionState::kActive);
   s.AddSession(4, L"", L"", SessionState::kConnected);
   SessionInfo info;
   ASSERT_TRUE(s.QuerySessionInfo(2, info));
-  EXPECT_EQ(info.domain + L"\\" + info.user, L"CORP\\ann");
+  EXPECT_EQ(info.domain + L"\\" + info.user + L" " + info.winStation, L"CORP\\ann RDP-Tcp#2");
   EXPECT_EQ(info.logonTime, 777);
-  EXPECT_EQ(info.winStation, L"RDP-Tcp#2");
-
   // Nobody logged on: the name is empty (not an error), but there is no token to start with.
   std::wstring user = L"untouched";
   ASSERT_TRUE(s.QueryUserName(4, user));
   EXPECT_EQ(user, L"");
-  UserToken token;
-  EXPECT_EQ(ErrorOf(s.QueryUserToken(4, token)), err::kNoToken);
   EXPECT_EQ(ErrorOf(s.StartInSession(4, L"agent /monitor:4")), err::kNoToken);
-  EXPECT_TRUE(s.ProcessStarts().empty());
-
-  // An unknown session fails and leaves the out-parameters alone.
   SessionState state = SessionState::kIdle;
   EXPECT_EQ(ErrorOf(s.QueryConnectState(9, state)), err::kFileNotFound);
-  EXPECT_EQ(state, SessionState::kIdle);
-
+  EXPECT_EQ(state, SessionState::kIdle) << "a failure leaves the out-parameter alone";
   DWORD response = 0;
   ASSERT_TRUE(s.SendSessionMessage(2, L"Tarnvale", L"text", 0x250030, 120, false, response));
   EXPECT_EQ(response, kMessageAsync);
-  s.SetMessageResponse(1);
-  ASSERT_TRUE(s.SendSessionMessage(2, L"Tarnvale", L"text2", 0, 0, true, response));
-  EXPECT_EQ(response, 1u);
+
+  s.SetAvailable(false);
+  EXPECT_EQ(ErrorOf(s.QueryUserName(2, user)), err::kProcNotFound);
+  EXPECT_EQ(ErrorOf(s.StartInSession(2, L"x")), err::kProcNotFound);
 }
 
-TEST(SimulatedSessions, StartRetriesUntilAnAttemptSucceedsAndGivesUpAfterEleven) {
+TEST(SimulatedSessions, FaultsHitOnlyTheChosenSessionAndStartsRetryElevenTimes) {
   SimulatedSessions s;
   s.AddSession(5, L"", L"ann");
   s.AddSession(6, L"", L"bob");
@@ -93,45 +77,45 @@ TEST(SimulatedSessions, StartRetriesUntilAnAttemptSucceedsAndGivesUpAfterEleven)
   EXPECT_TRUE(s.StartInSession(5, L"a"));
   s.FailOp(Op::kStartAttempt, kBusy, kFailAlways, 0, 6);
   EXPECT_EQ(ErrorOf(s.StartInSession(6, L"b")), kBusy);
-  EXPECT_TRUE(s.StartInSession(5, L"c"));  // a fault on session 6 must not leak into session 5
-
-  auto starts = s.ProcessStarts();
+  EXPECT_TRUE(s.StartInSession(5, L"c"));
+  const auto starts = s.ProcessStarts();
   ASSERT_EQ(starts.size(), 3u);
   EXPECT_EQ(starts[0].attempts, 4);
-  EXPECT_FALSE(starts[1].started);
   EXPECT_EQ(starts[1].attempts, kStartAttempts);
   EXPECT_EQ(starts[2].attempts, 1);
+  // The user's own environment, not the starter's (local system's in the service).
+  EXPECT_TRUE(starts[2].request.userEnvironment);
+  EXPECT_EQ(starts[2].request.desktop, L"winsta0\\default");
   EXPECT_EQ(s.OpenTokens(), 0);  // every token handed out was closed again
+
+  s.FailOp(Op::kLogoff, err::kAccessDenied, 1, 0, 5);
+  EXPECT_TRUE(s.LogoffSession(6));
+  EXPECT_EQ(ErrorOf(s.LogoffSession(5)), err::kAccessDenied);
+  EXPECT_TRUE(s.LogoffSession(5));  // "once": the second try goes through
+  EXPECT_EQ(ErrorOf(s.LogoffSession(5)), err::kFileNotFound);
+  // A log-off that the system carries out later leaves the session listed.
+  s.AddSession(7, L"", L"cy");
+  s.SetLogoffRemovesSession(false);
+  EXPECT_TRUE(s.LogoffSession(7));
+  EXPECT_TRUE(s.HasSession(7));
 }
 
-TEST(SimulatedSessions, TokenGroupsFollowTheUserAndStartsRecordWhatARealStartAsksFor) {
+TEST(SimulatedSessions, TokenGroupsFollowTheUserNotTheSessionNumber) {
   SimulatedSessions s;
   s.AddSession(2, L"CORP", L"ann");
   s.AddSession(4, L"", L"");
   std::vector<TokenGroup> groups{{L"kept", L"on failure"}};
   EXPECT_EQ(ErrorOf(s.QueryTokenGroups(2, groups)), err::kNotFound);  // none given: unreadable
   EXPECT_EQ(groups.size(), 1u);
-  s.SetTokenGroups(L"corp", L"ANN", {{L"CORP", L"Sales"}, {L"BUILTIN", L"Users"}});
+  s.SetTokenGroups(L"corp", L"ANN", {{L"CORP", L"Sales"}});
   s.AddSession(3, L"CORP", L"ann");  // her second session carries the same groups
   for (SessionId id : {2u, 3u}) {
     ASSERT_TRUE(s.QueryTokenGroups(id, groups));
-    EXPECT_EQ(groups, (std::vector<TokenGroup>{{L"CORP", L"Sales"}, {L"BUILTIN", L"Users"}}));
+    EXPECT_EQ(groups, (std::vector<TokenGroup>{{L"CORP", L"Sales"}}));
   }
   s.LogOn(2, L"CORP", L"bob");  // another user's logon: his groups are not hers
   EXPECT_EQ(ErrorOf(s.QueryTokenGroups(2, groups)), err::kNotFound);
   EXPECT_EQ(ErrorOf(s.QueryTokenGroups(4, groups)), err::kNoToken);
-  s.FailOp(Op::kQueryGroups, err::kAccessDenied, 1, 0, 3);
-  EXPECT_EQ(ErrorOf(s.QueryTokenGroups(3, groups)), err::kAccessDenied);
-  EXPECT_EQ(s.OpenTokens(), 0);
-
-  // The user's own environment, not the starter's (local system's in the service).
-  ASSERT_TRUE(s.StartInSession(3, L"TV64.EXE /monitor"));
-  const LaunchRequest r = s.ProcessStarts().back().request;
-  EXPECT_TRUE(r.userEnvironment);
-  EXPECT_EQ(r.creationFlags, kNormalPriorityClass | kCreateUnicodeEnvironment);
-  EXPECT_EQ(r.commandLine, L"TV64.EXE /monitor");
-  EXPECT_EQ(r.desktop, L"winsta0\\default");
-  EXPECT_FALSE(r.inheritHandles);
 }
 
 TEST(SessionLockFlags, WindowsSevenReportsTheTwoValuesTheOtherWayRound) {
@@ -147,59 +131,30 @@ TEST(SessionLockFlags, WindowsSevenReportsTheTwoValuesTheOtherWayRound) {
   for (const auto& r : rows) {
     bool locked = !r.locked;
     EXPECT_EQ(LockedFromSessionFlags(r.flags, r.major, r.minor, locked), r.read) << r.flags << " " << r.major << "." << r.minor;
-    if (r.read) EXPECT_EQ(locked, r.locked) << r.flags << " " << r.major << "." << r.minor;
+    if (r.read) {
+      EXPECT_EQ(locked, r.locked) << r.flags << " " << r.major << "." << r.minor;
+    }
   }
-}
-
-TEST(SimulatedSessions, LogoffFaultsHitOnlyTheChosenSessionAndCall) {
-  SimulatedSessions s;
-  s.AddSession(5, L"CORP", L"ann");
-  s.AddSession(6, L"", L"bob");
-  s.FailOp(Op::kLogoff, err::kAccessDenied, 1, 0, 5);
-  EXPECT_TRUE(s.LogoffSession(6));
-  EXPECT_EQ(ErrorOf(s.LogoffSession(5)), err::kAccessDenied);
-  EXPECT_TRUE(s.HasSession(5));
-  EXPECT_TRUE(s.LogoffSession(5));  // "once": the second try goes through
-  EXPECT_EQ(ErrorOf(s.LogoffSession(5)), err::kFileNotFound);  // gone now
-  EXPECT_EQ(s.LoggedOffSessions().size(), 2u);
-
-  // Skipping calls: the third enumeration fails, the others pass.
-  std::vector<SessionEntry> list;
-  s.FailOp(Op::kEnumerate, err::kGenFailure, 1, 2);
-  for (BOOL expected : {kTrue, kTrue, kFalse, kTrue}) EXPECT_EQ(s.EnumerateSessions(list), expected);
-
-  // A log-off that the system carries out later leaves the session listed.
-  s.AddSession(7, L"", L"cy");
-  s.SetLogoffRemovesSession(false);
-  EXPECT_TRUE(s.LogoffSession(7));
-  EXPECT_TRUE(s.HasSession(7));
 }
 
 TEST(SimulatedSessions, WhetherAnySessionIsActiveAgreesWithTheListAndFailsLikeIt) {
   SimulatedSessions s;
-  // The interface's own answer, taken from the full list, is what the shortcut must give.
-  auto fromList = [&] {
+  auto agree = [&](bool expected) {
     std::vector<SessionEntry> list;
-    EXPECT_TRUE(s.EnumerateSessions(list));
-    return std::any_of(list.begin(), list.end(), [](const SessionEntry& e) { return e.state == SessionState::kActive; });
+    bool any = !expected;
+    EXPECT_TRUE(s.EnumerateSessions(list) && s.HasActiveSession(any));
+    EXPECT_EQ(any, expected);
+    EXPECT_EQ(any, std::any_of(list.begin(), list.end(), [](const SessionEntry& e) {
+                return e.state == SessionState::kActive;
+              }));
   };
-  auto shortcut = [&] {
-    bool any = true;
-    EXPECT_TRUE(s.HasActiveSession(any));
-    return any;
-  };
-  EXPECT_FALSE(shortcut());
+  agree(false);
   s.AddSession(2, L"CORP", L"ann");
   s.AddSession(9, L"CORP", L"bob");
   s.Disconnect(2);
-  EXPECT_TRUE(shortcut());
-  EXPECT_EQ(shortcut(), fromList());
+  agree(true);
   s.Disconnect(9);
-  EXPECT_FALSE(shortcut());
-  EXPECT_EQ(shortcut(), fromList());
-  s.Reconnect(2);
-  EXPECT_TRUE(shortcut());
-
+  agree(false);
   // It counts as a listing for the injected faults, and without terminal services it is refused.
   s.FailOp(Op::kEnumerate, err::kGenFailure, 1, 1);
   std::vector<SessionEntry> list;
@@ -221,43 +176,12 @@ TEST(SimulatedSessions, ASessionsEndStopsItsOwnProcessesOnly) {
   EXPECT_TRUE(s.ProcessRunning(bobJob));
   // A new log-on to the number starts with none of the old session's programs.
   s.AddSession(1, L"CORP", L"cy");
-  const int cyJob = s.RunProgram(1, L"EXCEL.EXE");
+  s.RunProgram(1, L"EXCEL.EXE");
   std::vector<std::wstring> names;
   ASSERT_TRUE(s.EnumerateSessionProcesses(1, names));
   EXPECT_EQ(names, std::vector<std::wstring>{L"EXCEL.EXE"});
-  s.EndProcess(cyJob, 0);
-  ASSERT_TRUE(s.EnumerateSessionProcesses(1, names));
-  EXPECT_TRUE(names.empty());
   s.AddSession(2, L"CORP", L"dan");  // a log-on over a live session replaces it
   EXPECT_FALSE(s.ProcessRunning(bobJob));
-}
-
-TEST(SimulatedSessions, WithoutTerminalServicesEverythingIsNotAvailable) {
-  SimulatedSessions s;
-  s.AddSession(1, L"", L"ann");
-  s.SetAvailable(false);
-  std::vector<SessionEntry> list;
-  std::wstring name;
-  int window = 0;
-  EXPECT_FALSE(s.IsAvailable());
-  EXPECT_EQ(ErrorOf(s.EnumerateSessions(list)), err::kProcNotFound);
-  EXPECT_EQ(ErrorOf(s.QueryUserName(1, name)), err::kProcNotFound);
-  EXPECT_EQ(ErrorOf(s.StartInSession(1, L"x")), err::kProcNotFound);
-  EXPECT_FALSE(s.RegisterSessionNotification(&window));
-}
-
-TEST(SimulatedSessions, ConcurrentLogoffsFromSessionThreadsAreAllRecorded) {
-  SimulatedSessions s;
-  for (SessionId id = 1; id <= 200; ++id) s.AddSession(id, L"", L"u" + std::to_wstring(id));
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t)
-    threads.emplace_back([&s, t] {
-      for (SessionId id = 1 + t; id <= 200; id += 4) EXPECT_TRUE(s.StartInSession(id, L"agent") && s.LogoffSession(id));
-    });
-  for (auto& th : threads) th.join();
-  EXPECT_EQ(s.LoggedOffSessions().size(), 200u);
-  EXPECT_EQ(s.SessionCount(), 0u);
-  EXPECT_EQ(s.OpenTokens(), 0);
 }
 
 #ifdef _WIN32
@@ -302,27 +226,21 @@ TEST(Win32Sessions, OwnSessionIsQueryableAndFailuresCarryAnErrorCode) {
   EXPECT_NE(ErrorOf(s->LogoffSession(0xFFFF0)), err::kSuccess);  // no such session
 }
 
-TEST(Win32Sessions, StartInSessionRetriesElevenTimesThenReportsTheError) {
+// These need the session's user token, which only a service may have on Windows; Wine hands it out.
+TEST(Win32Sessions, StartsRetryThenFailAndCarryTheUsersGroupsAndEnvironment) {
   std::vector<DWORD> pauses;
   auto s = CreateWin32Sessions({L"wtsapi32.dll", [&](DWORD ms) { pauses.push_back(ms); }});
   ::DWORD mine = 0;
   ASSERT_TRUE(::ProcessIdToSessionId(::GetCurrentProcessId(), &mine));
   UserToken token;
   if (!s->QueryUserToken(mine, token)) GTEST_SKIP() << "only a service may have a session's user token here";
-  token.reset();
 
   EXPECT_TRUE(s->StartInSession(mine, L"cmd.exe /c exit 0"));
   EXPECT_TRUE(pauses.empty());
   EXPECT_NE(ErrorOf(s->StartInSession(mine, L"C:\\tv-no-such-dir\\no-such-program.exe")), err::kSuccess);
   EXPECT_EQ(pauses, std::vector<DWORD>(static_cast<size_t>(kStartAttempts - 1), kStartRetryDelayMs));
-}
 
-TEST(Win32Sessions, TokenGroupsAreNamedWithoutTheLogonSidOrTheIntegrityLabel) {
-  auto s = CreateWin32Sessions();
-  ::DWORD mine = 0;
-  ASSERT_TRUE(::ProcessIdToSessionId(::GetCurrentProcessId(), &mine));
-  UserToken token;
-  if (!s->QueryUserToken(mine, token)) GTEST_SKIP() << "only a service may have a session's user token here";
+  // Groups are named without the logon SID or the integrity label.
   std::vector<TokenGroup> groups;
   ASSERT_TRUE(s->QueryTokenGroups(mine, groups)) << GetLastErrorCode();
   bool everyone = false;
@@ -330,22 +248,15 @@ TEST(Win32Sessions, TokenGroupsAreNamedWithoutTheLogonSidOrTheIntegrityLabel) {
     everyone = everyone || _wcsicmp(g.name.c_str(), L"Everyone") == 0;
     EXPECT_EQ(g.name.rfind(L"LogonSessionId", 0), std::wstring::npos) << g.name;
     EXPECT_NE(_wcsicmp(g.domain.c_str(), L"Mandatory Label"), 0) << g.name;
-    EXPECT_FALSE(g.name.empty());
   }
   EXPECT_TRUE(everyone);  // in every logon token
-}
 
-TEST(Win32Sessions, AStartedProgramGetsTheUsersEnvironmentNotTheStarters) {
-  auto s = CreateWin32Sessions();
-  ::DWORD mine = 0;
-  ASSERT_TRUE(::ProcessIdToSessionId(::GetCurrentProcessId(), &mine));
-  UserToken token;
-  if (!s->QueryUserToken(mine, token)) GTEST_SKIP() << "only a service may have a session's user token here";
+  // A started program gets the user's environment, not the starter's: only this process has the
+  // variable, so a program handed the starter's environment sees it.
   wchar_t profile[MAX_PATH] = {}, name[256] = {};
   ::DWORD profileChars = MAX_PATH, nameChars = 256;
   ASSERT_TRUE(::GetUserProfileDirectoryW(static_cast<HANDLE>(token.get().handle), profile, &profileChars));
   ASSERT_TRUE(::GetUserNameW(name, &nameChars));
-  // Only this process has the variable: a program handed the starter's environment sees it.
   ASSERT_TRUE(::SetEnvironmentVariableW(L"TV_STARTER_ONLY", L"1"));
   const std::wstring check = L"cmd.exe /c if defined TV_STARTER_ONLY (exit 1) else if /i not \"%USERPROFILE%\"==\"" +
                              std::wstring(profile) + L"\" (exit 2) else if /i not \"%USERNAME%\"==\"" + name +

@@ -129,26 +129,37 @@ TEST_F(OptionSetTest, LoadReportsARegistryThatStopsAnsweringButReadsWhatItCan) {
   EXPECT_EQ(opts.count, 2u) << "the set's own values are still read";
 }
 
-TEST_F(OptionSetTest, ReadRegNumberTakesEveryFormAHandEditedValueCanHave) {
+// The record's reader and RegKey::GetInt are two readers of one rule: every form a hand-edited
+// value can have, and both must read it alike.
+TEST_F(OptionSetTest, BothNumberReadersTakeEveryFormAHandEditedValueCanHave) {
   RegKey app(kAppKey, true, store_);
-  const auto read = [&](DWORD type, const std::vector<std::uint8_t>& data) {
-    EXPECT_TRUE(app.PutBin(L"v", data.data(), static_cast<DWORD>(data.size()), type));
+  const auto sz = [](const std::wstring& t) { return ToUtf16Le(t, true); };
+  const struct {
+    DWORD type;
+    std::vector<std::uint8_t> data;
+    DWORD expected;  // 99: left as it was
+  } rows[] = {
+      {reg::kDword, {0x78, 0x56, 0x34, 0x12}, 0x12345678u},
+      {reg::kBinary, {0x34, 0x12}, 0x1234u},
+      {reg::kBinary, {1, 0, 0, 0, 0}, 99u},  // more than 4 bytes
+      {reg::kExpandSz, sz(L"-3"), static_cast<DWORD>(-3)},
+      {reg::kSz, sz(L"  7 minutes"), 7u},
+      {reg::kSz, sz(L"abc"), 0u},
+      {reg::kSz, sz(L"99999999999"), 0x7FFFFFFFu},
+      {reg::kSz, sz(L"7" + std::wstring(62, L' ')), 7u},  // 128 bytes with the terminator
+      {reg::kSz, sz(L"7" + std::wstring(63, L' ')), 0u},  // 130: reads as nothing
+  };
+  for (const auto& r : rows) {
+    ASSERT_TRUE(app.PutBin(L"v", r.data.data(), static_cast<DWORD>(r.data.size()), r.type));
     DWORD value = 99;
     EXPECT_TRUE(ReadRegNumber(app, L"v", value));
-    return value;
-  };
-  const auto text = [&](const std::wstring& t) { return read(reg::kSz, ToUtf16Le(t, true)); };
-  EXPECT_EQ(read(reg::kBinary, {0x34, 0x12}), 0x1234u);
-  EXPECT_EQ(read(reg::kBinary, {1, 0, 0, 0, 0}), 99u) << "more than 4 bytes: left as it was";
-  EXPECT_EQ(read(reg::kExpandSz, ToUtf16Le(L"-3", true)), static_cast<DWORD>(-3));
-  EXPECT_EQ(text(L"  7 minutes"), 7u);
-  EXPECT_EQ(text(L"abc"), 0u);
-  EXPECT_EQ(text(L"99999999999"), 0x7FFFFFFFu);
-  EXPECT_EQ(text(L"7" + std::wstring(62, L' ')), 7u);  // 128 bytes with the terminator
-  EXPECT_EQ(text(L"7" + std::wstring(63, L' ')), 0u);  // 130: reads as nothing
-
+    EXPECT_EQ(value, r.expected) << r.type << " " << r.data.size();
+    EXPECT_EQ(app.GetInt(L"v", 99), r.expected) << r.type << " " << r.data.size();
+  }
   DWORD value = 99;
   EXPECT_TRUE(ReadRegNumber(app, L"Missing", value));
+  EXPECT_EQ(app.GetInt(L"Missing", 9), 9u);
+  EXPECT_EQ(RegKey(store_).GetInt(L"v", 3), 3u) << "a closed key gives the default";
   store_.FailOperation(RegOp::kRead, 2, err::kCantRead);  // the data, after its size
   EXPECT_FALSE(ReadRegNumber(app, L"v", value));
   EXPECT_EQ(value, 99u);

@@ -167,32 +167,18 @@ class TemplateShape : public ::testing::Test {
   Tree admx_{kTrue}, adml_{kTrue};
 };
 
-TEST_F(TemplateShape, DocumentsCarryTheSchemaAndEveryReferenceResolves) {
-  const wchar_t* ns = L"http://schemas.microsoft.com/GroupPolicy/2006/07/PolicyDefinitions";
-  XmlTreeItem* root = admx_.FindItem(L"policyDefinitions");
-  XmlTreeItem* resRoot = adml_.FindItem(L"policyDefinitionResources");
-  ASSERT_TRUE(root && resRoot);
-  EXPECT_EQ(Attrib(root, L"xmlns"), ns);
-  EXPECT_EQ(Attrib(resRoot, L"xmlns"), ns);
-  EXPECT_EQ(Attrib(root, L"revision"), Attrib(resRoot, L"revision"));
+TEST_F(TemplateShape, EveryReferenceResolvesAndEveryPolicyIsComplete) {
   const Tree* body = admx_.FindSubTree(L"policyDefinitions");
-  ASSERT_TRUE(body);
-  auto targets = Items(body->FindSubTree(L"policyNamespaces"), L"target");
-  ASSERT_EQ(targets.size(), 1u);
-  EXPECT_FALSE(Attrib(targets[0], L"prefix").empty());
-  EXPECT_FALSE(Attrib(targets[0], L"namespace").empty());
-  EXPECT_NE(body->FindItem(L"resources"), nullptr);
-
+  const Tree* resRoot = adml_.FindSubTree(L"policyDefinitionResources");
+  ASSERT_TRUE(body && resRoot);
   std::set<std::wstring> supported, categories, strings, presentations;
   for (XmlTreeItem* d : Items(body->FindSubTree(L"supportedOn")->FindSubTree(L"definitions"), L"definition"))
     supported.insert(Attrib(d, L"name"));
   for (XmlTreeItem* c : Items(body->FindSubTree(L"categories"), L"category")) categories.insert(Attrib(c, L"name"));
-  EXPECT_EQ(categories, std::set<std::wstring>{Wide(admx::kCategory)});
-  const Tree* resources = adml_.FindSubTree(L"policyDefinitionResources")->FindSubTree(L"resources");
+  const Tree* resources = resRoot->FindSubTree(L"resources");
   ASSERT_TRUE(resources);
   for (XmlTreeItem* s : Items(resources->FindSubTree(L"stringTable"), L"string")) {
     EXPECT_TRUE(strings.insert(Attrib(s, L"id")).second) << "string id twice";
-    EXPECT_TRUE(s->GetBody() && *s->GetBody()) << "empty string " << Attrib(s, L"id").size();
   }
   std::map<std::wstring, std::set<std::wstring>> presentationRefs;  // presentation -> refIds
   for (Tree::Node* n = resources->FindSubTree(L"presentationTable")->GetHead(); n; n = n->GetNext()) {

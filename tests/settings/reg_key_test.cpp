@@ -63,26 +63,6 @@ TEST_F(RegKeyTest, OpenKeyWalksFromAnExactRootName) {
   ASSERT_TRUE(child.Open(child, L"", false));  // reopening itself from itself
 }
 
-TEST_F(RegKeyTest, GetIntReadsNumbersOfEveryStoredForm) {
-  RegKey key(kApp, true, store_);
-  const auto read = [&](DWORD type, const std::vector<std::uint8_t>& data) {
-    EXPECT_TRUE(key.PutBin(L"v", data.data(), static_cast<DWORD>(data.size()), type));
-    return key.GetInt(L"v", 9);
-  };
-  const auto text = [&](const std::wstring& t) { return read(reg::kSz, ToUtf16Le(t, true)); };
-  EXPECT_EQ(read(reg::kDword, {0x78, 0x56, 0x34, 0x12}), 0x12345678u);
-  EXPECT_EQ(read(reg::kBinary, {0x34, 0x12}), 0x1234u);
-  EXPECT_EQ(read(reg::kBinary, {1, 2, 3, 4, 5}), 9u) << "more than 4 bytes: the default stands";
-  EXPECT_EQ(read(reg::kExpandSz, ToUtf16Le(L"42", true)), 42u);
-  EXPECT_EQ(text(L"  -7 minutes"), static_cast<DWORD>(-7));
-  EXPECT_EQ(text(L"abc"), 0u);
-  EXPECT_EQ(text(L"99999999999"), 0x7FFFFFFFu);
-  EXPECT_EQ(text(L"7" + std::wstring(62, L' ')), 7u);  // 128 bytes with the terminator
-  EXPECT_EQ(text(L"7" + std::wstring(63, L' ')), 0u);  // 130: reads as nothing
-  EXPECT_EQ(key.GetInt(L"missing", 9), 9u);
-  EXPECT_EQ(RegKey(store_).GetInt(L"v", 3), 3u);
-}
-
 TEST_F(RegKeyTest, GetStrFitsTheBufferOrGivesTheDefault) {
   Raw(L"s", reg::kSz, ToUtf16Le(L"abcd", true));
   Raw(L"bare", reg::kSz, ToUtf16Le(L"abcd"));  // no terminator
