@@ -106,6 +106,78 @@ struct Value {
   std::wstring name;
   DWORD type = reg::kNone;
   std::vector<std::uint8_t> data;
+  bool erased = false;  // a hole in Values
+};
+
+// A key's values in creation order, as Windows keeps them, found by name through a hash of the
+// names as the registry compares them: a key with a value per session (the watch records) on a
+// terminal server with tens of thousands of sessions would otherwise cost each write a walk over
+// all of them. A deleted value leaves a hole until holes are half the slots, or an index is
+// asked for.
+class Values {
+ public:
+  Value* Find(std::wstring_view name) {
+    auto it = slotOf_.find(name);
+    return it == slotOf_.end() ? nullptr : &slots_[it->second];
+  }
+  void Add(Value v) {
+    slotOf_.emplace(v.name, slots_.size());
+    slots_.push_back(std::move(v));
+  }
+  bool Erase(std::wstring_view name) {
+    auto it = slotOf_.find(name);
+    if (it == slotOf_.end()) return false;
+    Value& v = slots_[it->second];
+    v.erased = true;
+    v.name = {};
+    v.data = {};
+    slotOf_.erase(it);
+    if (++holes_ * 2 > slots_.size()) Compact();
+    return true;
+  }
+  void Clear() {
+    slots_.clear();
+    slotOf_.clear();
+    holes_ = 0;
+  }
+  std::size_t Size() const { return slotOf_.size(); }
+  bool Empty() const { return slotOf_.empty(); }
+  // The values in creation order, without holes.
+  const std::vector<Value>& Ordered() {
+    if (holes_ != 0) Compact();
+    return slots_;
+  }
+
+ private:
+  // Hash and equality of names as the registry compares them, looked up without a copy.
+  struct FoldedHash {
+    using is_transparent = void;
+    std::size_t operator()(std::wstring_view name) const {
+      std::size_t h = 1469598103934665603u;
+      for (wchar_t c : name) h = (h ^ static_cast<std::size_t>(RegUpcase(c))) * 1099511628211u;
+      return h;
+    }
+  };
+  struct FoldedEqual {
+    using is_transparent = void;
+    bool operator()(std::wstring_view a, std::wstring_view b) const { return CompareRegNames(a, b) == 0; }
+  };
+
+  void Compact() {
+    std::vector<Value> kept;
+    kept.reserve(slotOf_.size());
+    for (Value& v : slots_) {
+      if (v.erased) continue;
+      slotOf_.find(v.name)->second = kept.size();
+      kept.push_back(std::move(v));
+    }
+    slots_.swap(kept);
+    holes_ = 0;
+  }
+
+  std::vector<Value> slots_;
+  std::unordered_map<std::wstring, std::size_t, FoldedHash, FoldedEqual> slotOf_;
+  std::size_t holes_ = 0;
 };
 
 struct Node {
@@ -113,7 +185,7 @@ struct Node {
   Node* parent = nullptr;
   bool deleted = false;
   std::vector<std::shared_ptr<Node>> subkeys;  // kept in the registry's order
-  std::vector<Value> values;                   // in creation order, as Windows keeps them
+  Values values;
 };
 
 struct Opened {
@@ -161,11 +233,6 @@ std::shared_ptr<Node> FindChild(Node& node, std::wstring_view name) {
   return nullptr;
 }
 
-std::vector<Value>::iterator FindValue(Node& node, std::wstring_view name) {
-  return std::find_if(node.values.begin(), node.values.end(),
-                      [&](const Value& v) { return CompareRegNames(v.name, name) == 0; });
-}
-
 }  // namespace
 
 struct MemKeyStore::State {
@@ -191,20 +258,42 @@ struct MemKeyStore::State {
     return true;
   }
 
-  // The key behind a handle, checked for the rights the operation needs.
-  BOOL Resolve(RegHandle handle, DWORD needed, std::shared_ptr<Node>* node) {
+  // The key behind a handle, checked for the rights the operation needs; null (error set) when
+  // there is none. Valid while the lock is held.
+  Node* Peek(RegHandle handle, DWORD needed) {
     const auto raw = static_cast<std::uintptr_t>(handle);
-    Opened found;
+    Node* node = nullptr;
+    DWORD access = reg::kKeyAllAccess;
     if (raw >= kRootBase && raw < kRootBase + roots.size()) {
-      found = {roots[raw - kRootBase], reg::kKeyAllAccess};
+      node = roots[raw - kRootBase].get();
     } else {
       auto it = handles.find(raw);
-      if (it == handles.end()) return Fail(err::kInvalidHandle);
-      found = it->second;
+      if (it == handles.end()) {
+        (void)Fail(err::kInvalidHandle);
+        return nullptr;
+      }
+      node = it->second.node.get();
+      access = it->second.access;
     }
-    if (found.node->deleted) return Fail(err::kKeyDeleted);
-    if ((found.access & needed) != needed) return Fail(err::kAccessDenied);
-    *node = std::move(found.node);
+    if (node->deleted) {
+      (void)Fail(err::kKeyDeleted);
+      return nullptr;
+    }
+    if ((access & needed) != needed) {
+      (void)Fail(err::kAccessDenied);
+      return nullptr;
+    }
+    return node;
+  }
+
+  BOOL Resolve(RegHandle handle, DWORD needed, std::shared_ptr<Node>* node) {
+    const auto raw = static_cast<std::uintptr_t>(handle);
+    if (!Peek(handle, needed)) return kFalse;
+    if (raw >= kRootBase && raw < kRootBase + roots.size()) {
+      *node = roots[raw - kRootBase];
+    } else {
+      *node = handles.find(raw)->second.node;
+    }
     return kTrue;
   }
 
@@ -299,11 +388,11 @@ BOOL MemKeyStore::FlushKey(RegHandle key) {
 BOOL MemKeyStore::QueryValue(RegHandle key, std::wstring_view name, DWORD* type, void* data, DWORD* size) {
   std::lock_guard<std::mutex> lock(state_->mutex);
   if (state_->Tripped(RegOp::kRead)) return kFalse;
-  std::shared_ptr<Node> node;
-  if (!state_->Resolve(key, reg::kQueryValue, &node)) return kFalse;
+  Node* node = state_->Peek(key, reg::kQueryValue);
+  if (!node) return kFalse;
   if (data && !size) return Fail(err::kInvalidParameter);
-  auto it = FindValue(*node, name);
-  if (it == node->values.end()) return Fail(err::kFileNotFound);
+  const Value* it = node->values.Find(name);
+  if (!it) return Fail(err::kFileNotFound);
   const auto needed = static_cast<DWORD>(it->data.size());
   if (data && *size < needed) {
     if (type) *type = it->type;
@@ -319,14 +408,14 @@ BOOL MemKeyStore::QueryValue(RegHandle key, std::wstring_view name, DWORD* type,
 BOOL MemKeyStore::SetValue(RegHandle key, std::wstring_view name, DWORD type, const void* data, DWORD size) {
   std::lock_guard<std::mutex> lock(state_->mutex);
   if (state_->Tripped(RegOp::kWrite)) return kFalse;
-  std::shared_ptr<Node> node;
-  if (!state_->Resolve(key, reg::kSetValue, &node)) return kFalse;
+  Node* node = state_->Peek(key, reg::kSetValue);
+  if (!node) return kFalse;
   if (!data && size) return Fail(err::kInvalidParameter);
   const auto* bytes = static_cast<const std::uint8_t*>(data);
   std::vector<std::uint8_t> copy(bytes, bytes + size);
-  auto it = FindValue(*node, name);
-  if (it == node->values.end()) {
-    node->values.push_back(Value{std::wstring(name), type, std::move(copy)});
+  Value* it = node->values.Find(name);
+  if (!it) {
+    node->values.Add(Value{std::wstring(name), type, std::move(copy)});
   } else {
     it->type = type;
     it->data = std::move(copy);
@@ -339,9 +428,7 @@ BOOL MemKeyStore::DeleteValue(RegHandle key, std::wstring_view name) {
   if (state_->Tripped(RegOp::kDelete)) return kFalse;
   std::shared_ptr<Node> node;
   if (!state_->Resolve(key, reg::kSetValue, &node)) return kFalse;
-  auto it = FindValue(*node, name);
-  if (it == node->values.end()) return Fail(err::kFileNotFound);
-  node->values.erase(it);
+  if (!node->values.Erase(name)) return Fail(err::kFileNotFound);
   return kTrue;
 }
 
@@ -372,8 +459,8 @@ BOOL MemKeyStore::DeleteTree(RegHandle key, std::wstring_view path) {
     for (auto& child : node->subkeys) MarkDeleted(*child);
     node->subkeys.clear();
     std::shared_ptr<Node> writable;
-    if (!node->values.empty() && !state_->Resolve(key, reg::kSetValue, &writable)) return kFalse;
-    node->values.clear();
+    if (!node->values.Empty() && !state_->Resolve(key, reg::kSetValue, &writable)) return kFalse;
+    node->values.Clear();
     return kTrue;
   }
   if (!state_->Resolve(key, 0, &node) || !state_->Walk(node, path, &node)) return kFalse;
@@ -396,9 +483,10 @@ BOOL MemKeyStore::EnumValue(RegHandle key, DWORD index, std::wstring* name, DWOR
   std::shared_ptr<Node> node;
   if (!state_->Resolve(key, reg::kQueryValue, &node)) return kFalse;
   if (!name) return Fail(err::kInvalidParameter);
-  if (index >= node->values.size()) return Fail(err::kNoMoreItems);
-  *name = node->values[index].name;
-  if (type) *type = node->values[index].type;
+  const std::vector<Value>& values = node->values.Ordered();
+  if (index >= values.size()) return Fail(err::kNoMoreItems);
+  *name = values[index].name;
+  if (type) *type = values[index].type;
   return kTrue;
 }
 
@@ -409,9 +497,9 @@ BOOL MemKeyStore::QueryInfo(RegHandle key, RegKeyInfo* info) {
   if (!info) return Fail(err::kInvalidParameter);
   RegKeyInfo out;
   out.subkeys = static_cast<DWORD>(node->subkeys.size());
-  out.values = static_cast<DWORD>(node->values.size());
+  out.values = static_cast<DWORD>(node->values.Size());
   for (const auto& child : node->subkeys) out.maxSubkeyLen = std::max<DWORD>(out.maxSubkeyLen, static_cast<DWORD>(child->name.size()));
-  for (const auto& v : node->values) {
+  for (const auto& v : node->values.Ordered()) {
     out.maxValueNameLen = std::max<DWORD>(out.maxValueNameLen, static_cast<DWORD>(v.name.size()));
     out.maxValueLen = std::max<DWORD>(out.maxValueLen, static_cast<DWORD>(v.data.size()));
   }
@@ -444,7 +532,7 @@ void MemKeyStore::Clear() {
   for (auto& root : state_->roots) {
     for (auto& child : root->subkeys) MarkDeleted(*child);
     root->subkeys.clear();
-    root->values.clear();
+    root->values.Clear();
   }
 }
 
