@@ -8,7 +8,6 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <new>
@@ -78,7 +77,9 @@ struct Object {
 struct Table {
   std::mutex m;
   std::unordered_map<std::uintptr_t, std::shared_ptr<Object>> handles;
-  std::map<std::wstring, std::weak_ptr<Object>> names;
+  // Hashed too: the names of a session's events share a long stem, which an ordered map compares
+  // over and over.
+  std::unordered_map<std::wstring, std::weak_ptr<Object>> names;
   std::uintptr_t next = 4;
 };
 
@@ -350,6 +351,27 @@ DWORD WaitAnyObject(void* const* handles, DWORD count, DWORD timeout) {
   if (count == 0 || count > 64) {
     SetLastErrorCode(err::kInvalidParameter);
     return kWaitFailed;
+  }
+  if (timeout == 0) {
+    // A poll, as every round of a simulated terminal server's thousands of monitors makes: looked
+    // at under the table's lock, which keeps the objects alive without a copy of each reference.
+    Table& t = GetTable();
+    std::lock_guard<std::mutex> lock(t.m);
+    std::shared_ptr<Object>* found[64];
+    for (DWORD i = 0; i < count; ++i) {
+      auto it = t.handles.find(reinterpret_cast<std::uintptr_t>(handles[i]));
+      if (it == t.handles.end()) {
+        SetLastErrorCode(err::kInvalidHandle);
+        return kWaitFailed;
+      }
+      found[i] = &it->second;
+    }
+    for (DWORD i = 0; i < count; ++i) {
+      Object& o = **found[i];
+      std::lock_guard<std::mutex> hold(o.m);
+      if (const DWORD result = TryAcquireLocked(o, o.pulse_gen, *found[i]); result != kWaitTimeout) return result + i;
+    }
+    return kWaitTimeout;
   }
   std::vector<std::shared_ptr<Object>> objects;
   objects.reserve(count);
