@@ -6,13 +6,22 @@
 
 namespace tv {
 
+SessionRegistry::Entry& SessionRegistry::At(std::uint64_t key) {
+  return *std::lower_bound(entries_.begin(), entries_.end(), key,
+                           [](const Entry& e, std::uint64_t k) { return e.key < k; });
+}
+
+const SessionRegistry::Entry& SessionRegistry::At(std::uint64_t key) const {
+  return const_cast<SessionRegistry*>(this)->At(key);
+}
+
 const SessionRegistry::Entry* SessionRegistry::FindWatching(SessionId session) const {
   auto of = keysOf_.find(session);
   if (of == keysOf_.end()) return nullptr;
   // A monitor told to end (its session logged off) still has a thread until its next round, but
   // the session is no longer its: a new log-on to that session number gets a monitor of its own.
   for (std::uint64_t key : of->second) {
-    const Entry& e = entries_.at(key);
+    const Entry& e = At(key);
     if (!e.monitor->EndRequested()) return &e;
   }
   return nullptr;
@@ -22,9 +31,10 @@ BOOL SessionRegistry::Add(SessionMonitor& monitor, void* owner) {
   CritSecLock hold(lock_);
   if (FindWatching(monitor.Id())) return kFalse;
   const std::uint64_t key = nextKey_++;
-  entries_.emplace(key, Entry{&monitor, owner});
+  entries_.push_back(Entry{key, &monitor, owner});
   keyOf_[&monitor] = key;
   keysOf_[monitor.Id()].push_back(key);
+  if (!monitor.EndRequested()) ++live_;
   return kTrue;
 }
 
@@ -34,7 +44,12 @@ void SessionRegistry::Remove(const SessionMonitor& monitor) {
   if (it == keyOf_.end()) return;
   const std::uint64_t key = it->second;
   keyOf_.erase(it);
-  entries_.erase(key);
+  At(key) = Entry{key, nullptr, nullptr};
+  if (++holes_ * 2 > entries_.size()) {
+    std::erase_if(entries_, [](const Entry& e) { return e.monitor == nullptr; });
+    holes_ = 0;
+  }
+  if (!monitor.EndRequested()) --live_;
   auto of = keysOf_.find(monitor.Id());
   if (of == keysOf_.end()) return;
   std::erase(of->second, key);
@@ -48,7 +63,7 @@ bool SessionRegistry::Contains(SessionId session) const {
 
 std::size_t SessionRegistry::Count() const {
   CritSecLock hold(lock_);
-  return entries_.size();
+  return entries_.size() - holes_;
 }
 
 void* SessionRegistry::FindOwner(SessionId session) const {
@@ -69,8 +84,8 @@ std::vector<SessionId> SessionRegistry::Sessions() const {
   CritSecLock hold(lock_);
   std::vector<SessionId> out;
   out.reserve(entries_.size());
-  for (const auto& [key, e] : entries_) {
-    if (!e.monitor->EndRequested()) out.push_back(e.monitor->Id());
+  for (const Entry& e : entries_) {
+    if (e.monitor && !e.monitor->EndRequested()) out.push_back(e.monitor->Id());
   }
   return out;
 }
@@ -81,9 +96,10 @@ std::size_t SessionRegistry::Retire(SessionId session) {
   if (of == keysOf_.end()) return 0;
   std::size_t n = 0;
   for (std::uint64_t key : of->second) {
-    SessionMonitor* m = entries_.at(key).monitor;
+    SessionMonitor* m = At(key).monitor;
     if (m->EndRequested()) continue;
     m->RequestEnd();
+    --live_;
     ++n;
   }
   return n;
@@ -91,21 +107,23 @@ std::size_t SessionRegistry::Retire(SessionId session) {
 
 void SessionRegistry::SettingsChangedAll() {
   CritSecLock hold(lock_);
-  for (const auto& [key, e] : entries_) e.monitor->SettingsChanged();
+  for (const Entry& e : entries_) {
+    if (e.monitor) e.monitor->SettingsChanged();
+  }
 }
 
 void SessionRegistry::WakeAll() {
   CritSecLock hold(lock_);
-  for (const auto& [key, e] : entries_) e.monitor->Wake();
+  for (const Entry& e : entries_) {
+    if (e.monitor) e.monitor->Wake();
+  }
 }
 
 std::vector<SessionId> SessionRegistry::TrimStale(BOOL logoffStale, DWORD keepCount, SessionId lastActive, Tick now) {
   std::vector<SessionId> marked;
   if (!logoffStale) return marked;
   CritSecLock hold(lock_);
-  // Counted before anything is placed: below the count, a log-on costs one pass and no copies.
-  std::size_t live = 0;
-  for (const auto& [key, e] : entries_) live += e.monitor->EndRequested() ? 0 : 1;
+  const std::size_t live = live_;
   if (live <= keepCount) return marked;
   // Most recently active first. The last active session stays in front whatever its clock says;
   // the others are placed by their age (now - last activity), which unlike the raw tick values
@@ -119,14 +137,14 @@ std::vector<SessionId> SessionRegistry::TrimStale(BOOL logoffStale, DWORD keepCo
   std::vector<Placed> others;
   others.reserve(entries_.size());
   SessionMonitor* pinned = nullptr;
-  for (const auto& [key, e] : entries_) {
+  for (const Entry& e : entries_) {
     SessionMonitor* m = e.monitor;
-    if (m->EndRequested()) continue;
+    if (!m || m->EndRequested()) continue;
     if (m->Id() == lastActive) {
       pinned = m;
       continue;
     }
-    others.push_back({static_cast<Tick>(now - m->LastActivity()), key, m});
+    others.push_back({static_cast<Tick>(now - m->LastActivity()), e.key, m});
   }
   // Only the ones past the first `keepCount` need their exact order: a selection, then a sort
   // of those few, instead of ordering every session at every log-on.

@@ -5,7 +5,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <unordered_map>
 #include <vector>
 
@@ -60,19 +59,28 @@ class SessionRegistry {
 
  private:
   struct Entry {
-    SessionMonitor* monitor;
+    std::uint64_t key;
+    SessionMonitor* monitor;  // null: taken out, a hole until the next compaction
     void* owner;
   };
   // The entry of `session` that watches it (not told to end), first in list order; or null.
   const Entry* FindWatching(SessionId session) const;
+  Entry& At(std::uint64_t key);
+  const Entry& At(std::uint64_t key) const;
 
   mutable CritSec lock_;
-  // The list, keyed by when each entry was added (list order), and two indexes into it, so that
-  // a terminal server's thousands of sessions cost each session change a look-up, not a walk.
-  std::map<std::uint64_t, Entry> entries_;
+  // The list, in the order of the keys given when each entry was added (list order), and two
+  // indexes into it, so that a terminal server's thousands of sessions cost each session change
+  // a look-up, not a walk. Contiguous, as the stale-session rule walks it at every log-on once
+  // the sessions outnumber its count; taken-out entries are dropped once they are half of it.
+  std::vector<Entry> entries_;
+  std::size_t holes_ = 0;
   std::uint64_t nextKey_ = 0;
   std::unordered_map<const SessionMonitor*, std::uint64_t> keyOf_;
   std::unordered_map<SessionId, std::vector<std::uint64_t>> keysOf_;  // by session, in list order
+  // The entries not told to end (only Retire tells them), so that a log-on below the stale count
+  // costs no walk.
+  std::size_t live_ = 0;
 };
 
 }  // namespace tv
