@@ -6,6 +6,7 @@
 #include <map>
 #include <mutex>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/accounts.h"
@@ -46,8 +47,9 @@ class SimulatedAccounts final : public Accounts {
   mutable std::mutex mutex_;
   std::wstring computer_ = L"SIMHOST";
   std::map<std::wstring, std::wstring> controllers_;
-  std::map<std::wstring, std::vector<std::wstring>> globalGroups_;
-  std::map<std::wstring, std::vector<std::wstring>> localGroups_;
+  // Hashed: a simulated terminal server has tens of thousands of accounts.
+  std::unordered_map<std::wstring, std::vector<std::wstring>> globalGroups_;
+  std::unordered_map<std::wstring, std::vector<std::wstring>> localGroups_;
   std::map<WellKnownGroup, std::wstring> wellKnown_;
   std::wstring lastServer_;
   FaultPlan faults_;

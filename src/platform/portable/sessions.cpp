@@ -128,6 +128,11 @@ void SimulatedSessions::SetLogoffRemovesSession(bool removes) {
   logoffRemoves_ = removes;
 }
 
+void SimulatedSessions::SetKeepRecords(bool keep) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  keepRecords_ = keep;
+}
+
 void SimulatedSessions::SetTimeSource(std::function<std::int64_t()> now) {
   std::lock_guard<std::mutex> lock(mutex_);
   now_ = std::move(now);
@@ -321,7 +326,7 @@ BOOL SimulatedSessions::LogoffSession(SessionId id) {
   std::lock_guard<std::mutex> lock(mutex_);
   Session* s = nullptr;
   if (!Enter(Op::kLogoff, id, s)) return kFalse;
-  loggedOff_.push_back({id, s->info.domain, s->info.user});
+  if (keepRecords_) loggedOff_.push_back({id, s->info.domain, s->info.user});
   if (logoffRemoves_) {
     EndProcessesOfLocked(id);
     sessions_.erase(id);
@@ -335,7 +340,7 @@ BOOL SimulatedSessions::SendSessionMessage(SessionId id, const std::wstring& cap
   std::lock_guard<std::mutex> lock(mutex_);
   Session* s = nullptr;
   if (!Enter(Op::kSendMessage, id, s)) return kFalse;
-  messages_.push_back({id, caption, text, style, timeoutSeconds, wait});
+  if (keepRecords_) messages_.push_back({id, caption, text, style, timeoutSeconds, wait});
   response = wait ? messageResponse_ : kMessageAsync;
   return kTrue;
 }
@@ -381,22 +386,26 @@ BOOL SimulatedSessions::StartLocked(SessionId id, const std::wstring& commandLin
       state->image = ImageOf(commandLine);
       processes_.push_back(state);
       processesOf_[id].push_back(processes_.size() - 1);
-      starts_.push_back(
-          {id, commandLine, attempt, true, static_cast<int>(processes_.size() - 1), SessionLaunchRequest(commandLine)});
+      if (keepRecords_) {
+        starts_.push_back({id, commandLine, attempt, true, static_cast<int>(processes_.size() - 1),
+                           SessionLaunchRequest(commandLine)});
+      }
       if (process) *process = std::move(state);
       SetLastErrorCode(err::kSuccess);
       return kTrue;
     }
   }
-  starts_.push_back({id, commandLine, kStartAttempts, false, -1, SessionLaunchRequest(commandLine)});
+  if (keepRecords_) starts_.push_back({id, commandLine, kStartAttempts, false, -1, SessionLaunchRequest(commandLine)});
   return Fail(last);
 }
 
 void SimulatedSessions::EndProcess(int process, DWORD exitCode) {
   std::lock_guard<std::mutex> lock(mutex_);
   if (process < 0 || static_cast<size_t>(process) >= processes_.size()) return;
-  ProcessState& p = *processes_[static_cast<size_t>(process)];
-  if (p.running.exchange(false)) p.exitCode.store(exitCode);
+  std::shared_ptr<ProcessState>& p = processes_[static_cast<size_t>(process)];
+  if (!p) return;
+  if (p->running.exchange(false)) p->exitCode.store(exitCode);
+  if (!keepRecords_) p.reset();
 }
 
 int SimulatedSessions::RunProgram(SessionId id, const std::wstring& image) {
@@ -417,7 +426,7 @@ BOOL SimulatedSessions::EnumerateSessionProcesses(SessionId id, std::vector<std:
   std::vector<std::wstring> names;
   if (auto it = processesOf_.find(id); it != processesOf_.end()) {
     for (std::size_t i : it->second) {
-      if (processes_[i]->running.load()) names.push_back(processes_[i]->image);
+      if (processes_[i] && processes_[i]->running.load()) names.push_back(processes_[i]->image);
     }
   }
   out.swap(names);
@@ -427,15 +436,17 @@ BOOL SimulatedSessions::EnumerateSessionProcesses(SessionId id, std::vector<std:
 bool SimulatedSessions::ProcessRunning(int process) const {
   std::lock_guard<std::mutex> lock(mutex_);
   return process >= 0 && static_cast<size_t>(process) < processes_.size() &&
-         processes_[static_cast<size_t>(process)]->running.load();
+         processes_[static_cast<size_t>(process)] && processes_[static_cast<size_t>(process)]->running.load();
 }
 
 void SimulatedSessions::EndProcessesOfLocked(SessionId id) {
   auto it = processesOf_.find(id);
   if (it == processesOf_.end()) return;
   for (std::size_t i : it->second) {
-    ProcessState& p = *processes_[i];
-    if (p.running.exchange(false)) p.exitCode.store(0);
+    std::shared_ptr<ProcessState>& p = processes_[i];
+    if (!p) continue;
+    if (p->running.exchange(false)) p->exitCode.store(0);
+    if (!keepRecords_) p.reset();
   }
   processesOf_.erase(it);
 }

@@ -10,6 +10,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/portable/fault_plan.h"
@@ -104,6 +105,10 @@ class SimulatedSessions final : public Sessions {
   void SetMessageResponse(DWORD response);
   // Whether a log-off removes the session at once (default) or leaves it for EndSession.
   void SetLogoffRemovesSession(bool removes);
+  // Whether the table keeps its records (log-offs, messages, process starts, ended processes) for
+  // the readers below (default). A week of tens of thousands of simulated users, which nobody
+  // reads back that way, would otherwise keep every one of them.
+  void SetKeepRecords(bool keep);
   // Stamps the session times (FILETIME units); without it they stay 0.
   void SetTimeSource(std::function<std::int64_t()> now);
 
@@ -191,6 +196,7 @@ class SimulatedSessions final : public Sessions {
   SessionId console_ = kNoSession;
   bool available_ = true;
   bool logoffRemoves_ = true;
+  bool keepRecords_ = true;
   DWORD messageResponse_ = kMessageTimedOut;
   std::function<std::int64_t()> now_;
   FaultPlan faults_;
@@ -204,12 +210,12 @@ class SimulatedSessions final : public Sessions {
   std::atomic<int> listings_{0};
   std::uintptr_t nextToken_ = 1;
   unsigned nextLogon_ = 1000;
-  std::vector<std::shared_ptr<ProcessState>> processes_;
+  std::vector<std::shared_ptr<ProcessState>> processes_;  // null: ended, and records not kept
   // Indices into processes_ by session, of those not yet ended with their session: a session's
   // end or process list then costs what that session started, not what the computer ever ran.
   std::map<SessionId, std::vector<std::size_t>> processesOf_;
   std::map<SessionId, std::wstring> logonSids_;
-  std::map<std::wstring, std::vector<TokenGroup>> tokenGroups_;  // by lower-case "domain\user"
+  std::unordered_map<std::wstring, std::vector<TokenGroup>> tokenGroups_;  // by lower-case "domain\user"
 };
 
 }  // namespace tv
