@@ -37,6 +37,7 @@ struct Switch {
 constexpr Switch kSwitches[] = {
     {L"/CHECK4UPDATES", Match::kWhole, RunMode::kCheckForUpdates},
     {L"/CHECK4UPDATES /quiet", Match::kWhole, RunMode::kCheckForUpdatesQuiet},
+    {L"/CHECK4UPDATES /install", Match::kWhole, RunMode::kCheckForUpdatesInstall},
     {L"/monitor", Match::kPrefix, RunMode::kMonitor},
     {L"/msg", Match::kPrefix, RunMode::kMessage},
     {L"/uninstall-msi", Match::kWhole, RunMode::kUninstallMsi},
@@ -164,9 +165,9 @@ RunRequest ParseRunMode(const wchar_t* commandLine) {
 
 int DispatchRunMode(const RunRequest& request, ServiceInstaller* installer) {
   switch (request.mode) {
-    case RunMode::kCheckForUpdates:
-    case RunMode::kCheckForUpdatesQuiet:
-      return RunSystemUpdateCommand(request.mode == RunMode::kCheckForUpdatesQuiet, nullptr);
+    case RunMode::kCheckForUpdates: return RunSystemUpdateCommand(UpdateAction::kOffer, nullptr);
+    case RunMode::kCheckForUpdatesQuiet: return RunSystemUpdateCommand(UpdateAction::kCheckOnly, nullptr);
+    case RunMode::kCheckForUpdatesInstall: return RunSystemUpdateCommand(UpdateAction::kInstall, nullptr);
     case RunMode::kNone:
     case RunMode::kUserLoad:
     case RunMode::kUserUnload:

@@ -16,6 +16,7 @@ enum class RunMode {
   kNone,             // nothing matched (or an empty line): exit code 0
   kCheckForUpdates,  // "/CHECK4UPDATES": the update check, its result shown with an offer to install
   kCheckForUpdatesQuiet,  // "/CHECK4UPDATES /quiet": the check and its event-log entry only
+  kCheckForUpdatesInstall,  // "/CHECK4UPDATES /install": a verified newer version installed unasked
   kMonitor,          // "/monitor:<n>": the agent of session n
   kMessage,          // "/msg:<n>": the warning for session n
   kUninstallMsi,     // "/uninstall-msi": tell the service to quit its work

@@ -80,10 +80,13 @@ std::wstring UpdateResultText(const CheckResult& r) {
   return L"";
 }
 
-int RunUpdateCommand(UpdateCommandEnv& env, bool quiet, void* owner) {
+int RunUpdateCommand(UpdateCommandEnv& env, UpdateAction action, void* owner) {
   const CheckResult result = CheckForUpdate(env.source, env.current, *env.transport);
   LogResult(env.log, result);
-  if (quiet) return ExitCodeOf(result.outcome);
+  if (action == UpdateAction::kCheckOnly) return ExitCodeOf(result.outcome);
+  // An unattended run has nobody to show a box to: its exit code and the event log tell.
+  const bool ask = action == UpdateAction::kOffer;
+  if (!ask && result.outcome != CheckOutcome::kNewer) return ExitCodeOf(result.outcome);
 
   const std::wstring text = UpdateResultText(result);
   switch (result.outcome) {
@@ -96,28 +99,32 @@ int RunUpdateCommand(UpdateCommandEnv& env, bool quiet, void* owner) {
       return ExitCodeOf(result.outcome);
     case CheckOutcome::kNewer: break;
   }
-  if (Show(owner, kBoxYesNo | msgex::kIconQuestion, text) != kResultYes) return update_exit::kNewerAvailable;
+  if (ask && Show(owner, kBoxYesNo | msgex::kIconQuestion, text) != kResultYes) return update_exit::kNewerAvailable;
 
   std::vector<std::uint8_t> package;
   std::wstring why;
   if (!FetchVerifiedPackage(result, *env.transport, package, why)) {
     Log(env.log, evt::kUpdatePackageRefused, {result.package.text, why});
-    (void)Show(owner, kBoxOk | msgex::kIconError,
-               L"Tarnvale did not install the package and ran nothing: " + Plain(why) + L".<br><br>Package: " +
-                   Plain(result.package.text));
+    if (ask)
+      (void)Show(owner, kBoxOk | msgex::kIconError,
+                 L"Tarnvale did not install the package and ran nothing: " + Plain(why) + L".<br><br>Package: " +
+                     Plain(result.package.text));
     return update_exit::kFailed;
   }
   std::wstring logFile;
   if (!env.installer || !env.installer->Start(package, result.manifest, logFile, why)) {
     Log(env.log, evt::kUpdateInstallFailed, {result.package.text, why});
-    (void)Show(owner, kBoxOk | msgex::kIconError, L"The verified package could not be installed: " + Plain(why) + L".");
+    if (ask)
+      (void)Show(owner, kBoxOk | msgex::kIconError,
+                 L"The verified package could not be installed: " + Plain(why) + L".");
     return update_exit::kFailed;
   }
   Log(env.log, evt::kUpdateInstalling, {result.manifest.version.ToString(), result.package.text, logFile});
-  (void)Show(owner, kBoxOk | kBoxInformation,
-             L"The package of Tarnvale <b>" + result.manifest.version.ToString() +
-                 L"</b> was verified, and the Windows Installer is installing it now; the service restarts on "
-                 L"the new files and the settings stay.<br><br>The installer's log: " + Plain(logFile));
+  if (ask)
+    (void)Show(owner, kBoxOk | kBoxInformation,
+               L"The package of Tarnvale <b>" + result.manifest.version.ToString() +
+                   L"</b> was verified, and the Windows Installer is installing it now; the service restarts on "
+                   L"the new files and the settings stay.<br><br>The installer's log: " + Plain(logFile));
   return update_exit::kInstalling;
 }
 
@@ -132,7 +139,7 @@ std::wstring EffectiveUpdateSource(const MyOpts& settings) {
   return L"";
 }
 
-int RunSystemUpdateCommand(bool quiet, void* owner, unsigned timeoutMs) {
+int RunSystemUpdateCommand(UpdateAction action, void* owner, unsigned timeoutMs) {
   try {
     MyOpts settings;
     (void)settings.Load();
@@ -147,7 +154,7 @@ int RunSystemUpdateCommand(bool quiet, void* owner, unsigned timeoutMs) {
     env.transport = transport.get();
     env.installer = installer.get();
     env.log = log.get();
-    return RunUpdateCommand(env, quiet, owner);
+    return RunUpdateCommand(env, action, owner);
   } catch (...) {
     return update_exit::kFailed;
   }

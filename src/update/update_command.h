@@ -23,10 +23,17 @@ struct UpdateCommandEnv {
   EventLog* log = nullptr;  // may be null: nothing is logged
 };
 
-// Runs the check. `quiet` only checks and logs; otherwise the result is shown to `owner` and a
-// newer version is offered, fetched, verified and handed to the installer when accepted.
-// Answers the update_exit code.
-int RunUpdateCommand(UpdateCommandEnv& env, bool quiet, void* owner);
+// What the check does once it knows the answer.
+enum class UpdateAction {
+  kOffer,      // shows the result to a person and installs a newer version when accepted
+  kCheckOnly,  // "/quiet": checks and logs, for scheduled tasks that only report
+  kInstall,    // "/install": shows nothing and installs a verified newer version, for scripts
+};
+
+// Runs the check, logs its result and does `action`: a newer version is fetched, verified and
+// handed to the installer when accepted (kOffer) or at once (kInstall). Boxes go to `owner`, and
+// only for kOffer. Answers the update_exit code.
+int RunUpdateCommand(UpdateCommandEnv& env, UpdateAction action, void* owner);
 
 // The message box's text (mark-up) for a check's result, installation aside.
 std::wstring UpdateResultText(const CheckResult& result);
@@ -39,6 +46,6 @@ std::wstring EffectiveUpdateSource(const MyOpts& settings);
 // The settings in force on this computer: the product's UpdateSource (the policy key's when it has
 // one) and the build's version, with the system's transport, installer and event log; then
 // RunUpdateCommand. The transport gives up after `timeoutMs` per read.
-int RunSystemUpdateCommand(bool quiet, void* owner, unsigned timeoutMs = 8000);
+int RunSystemUpdateCommand(UpdateAction action, void* owner, unsigned timeoutMs = 8000);
 
 }  // namespace tv

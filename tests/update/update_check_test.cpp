@@ -171,7 +171,8 @@ class UpdateCommand : public testing::Test {
   UpdateCommandEnv env;
 };
 
-// Every way a check can end: what is logged, what the quiet run answers, what the box offers.
+// Every way a check can end: what is logged, what the quiet run answers, what the box offers,
+// and what the unattended run (which shows nothing) does.
 TEST_F(UpdateCommand, EachOutcomeIsLoggedAnsweredAndShown) {
   struct Case {
     const wchar_t* source;
@@ -179,14 +180,17 @@ TEST_F(UpdateCommand, EachOutcomeIsLoggedAnsweredAndShown) {
     int quietExit;
     DWORD logged;
     const wchar_t* boxSays;
+    int unattendedExit;
   };
   const Case cases[] = {
-      {L"", "", update_exit::kNoSource, evt::kUpdateCheckFailed, L"No update source"},
-      {L"http://updates.example/x.xml", "", update_exit::kFailed, evt::kUpdateCheckFailed, L"plain http"},
-      {kSource, "", update_exit::kFailed, evt::kUpdateCheckFailed, L"not there"},
-      {kSource, "24.4.9", update_exit::kUpToDate, evt::kUpdateUpToDate, L"is up to date"},
-      {kSource, "24.5.0", update_exit::kUpToDate, evt::kUpdateUpToDate, L"is up to date"},
-      {kSource, "24.10.0", update_exit::kNewerAvailable, evt::kUpdateAvailable, L"Download and install"},
+      {L"", "", update_exit::kNoSource, evt::kUpdateCheckFailed, L"No update source", update_exit::kNoSource},
+      {L"http://updates.example/x.xml", "", update_exit::kFailed, evt::kUpdateCheckFailed, L"plain http",
+       update_exit::kFailed},
+      {kSource, "", update_exit::kFailed, evt::kUpdateCheckFailed, L"not there", update_exit::kFailed},
+      {kSource, "24.4.9", update_exit::kUpToDate, evt::kUpdateUpToDate, L"is up to date", update_exit::kUpToDate},
+      {kSource, "24.5.0", update_exit::kUpToDate, evt::kUpdateUpToDate, L"is up to date", update_exit::kUpToDate},
+      {kSource, "24.10.0", update_exit::kNewerAvailable, evt::kUpdateAvailable, L"Download and install",
+       update_exit::kInstalling},
   };
   for (const Case& c : cases) {
     transport.files.clear();
@@ -194,17 +198,28 @@ TEST_F(UpdateCommand, EachOutcomeIsLoggedAnsweredAndShown) {
     transport.files[kPackage] = package;
     env.source = c.source;
     log.Clear();
+    installer.started.clear();
     test::MessageRecorder quietBoxes;
-    EXPECT_EQ(RunUpdateCommand(env, true, nullptr), c.quietExit) << c.manifestVersion;
+    EXPECT_EQ(RunUpdateCommand(env, UpdateAction::kCheckOnly, nullptr), c.quietExit) << c.manifestVersion;
     EXPECT_TRUE(quietBoxes.shown.empty()) << "a quiet check only logs";
     EXPECT_EQ(LoggedIds(), std::vector<DWORD>{c.logged});
 
     test::MessageRecorder boxes(kAnswerNo);
-    EXPECT_EQ(RunUpdateCommand(env, false, nullptr), c.quietExit);
+    EXPECT_EQ(RunUpdateCommand(env, UpdateAction::kOffer, nullptr), c.quietExit);
     ASSERT_EQ(boxes.shown.size(), 1u);
     EXPECT_NE(boxes.shown[0].text.find(c.boxSays), std::wstring::npos) << testing::PrintToString(boxes.shown[0].text);
+    EXPECT_TRUE(installer.started.empty()) << "checked only or declined: nothing runs";
+
+    log.Clear();
+    test::MessageRecorder unattendedBoxes(kAnswerNo);
+    EXPECT_EQ(RunUpdateCommand(env, UpdateAction::kInstall, nullptr), c.unattendedExit) << c.manifestVersion;
+    EXPECT_TRUE(unattendedBoxes.shown.empty()) << "nobody is there to answer a box";
+    const bool installs = c.unattendedExit == update_exit::kInstalling;
+    EXPECT_EQ(installer.started, installs ? std::vector<std::vector<std::uint8_t>>{package}
+                                          : std::vector<std::vector<std::uint8_t>>{});
+    EXPECT_EQ(LoggedIds().front(), c.logged);
+    EXPECT_EQ(LoggedIds().back(), installs ? evt::kUpdateInstalling : c.logged);
   }
-  EXPECT_TRUE(installer.started.empty()) << "declined or nothing newer: nothing runs";
   EXPECT_EQ(transport.asked.front().second, kMaxManifestBytes + 1) << "a manifest is read with its size limit";
 }
 
@@ -216,8 +231,8 @@ TEST_F(UpdateCommand, NotesAreShownAsTextNotAsMarkUp) {
   EXPECT_NE(text.find(L"Notes &lt;a&gt;with&lt;/a&gt; &amp; mark-up"), std::wstring::npos) << testing::PrintToString(text);
 }
 
-// Accepting the offer: only the announced bytes are fetched, and only a package of the
-// announced size and SHA-256 reaches the installer.
+// Accepting the offer, or installing unattended: only the announced bytes are fetched, and only a
+// package of the announced size and SHA-256 reaches the installer.
 TEST_F(UpdateCommand, OnlyAVerifiedPackageIsHandedToTheInstaller) {
   struct Case {
     std::vector<std::uint8_t> served;  // what the share holds under the package's name
@@ -237,25 +252,31 @@ TEST_F(UpdateCommand, OnlyAVerifiedPackageIsHandedToTheInstaller) {
       {{}, false, update_exit::kFailed, evt::kUpdatePackageRefused},
       {package, true, update_exit::kFailed, evt::kUpdateInstallFailed},
   };
-  for (const Case& c : cases) {
-    transport.files.clear();
-    transport.asked.clear();
-    transport.files[kSource] = ManifestFor("24.6.0", package);
-    if (!c.served.empty()) transport.files[kPackage] = c.served;
-    installer.started.clear();
-    installer.refuse = c.installerRefuses;
-    log.Clear();
-    test::MessageRecorder boxes(kAnswerYes);
-    EXPECT_EQ(RunUpdateCommand(env, false, nullptr), c.exit) << c.served.size();
-    EXPECT_EQ(LoggedIds().back(), c.lastLogged);
-    ASSERT_EQ(transport.asked.size(), 2u);
-    EXPECT_EQ(transport.asked[1].second, package.size()) << "never more than announced is read";
-    if (c.exit == update_exit::kInstalling || c.installerRefuses) {
-      ASSERT_EQ(installer.started.size(), 1u);
-      EXPECT_EQ(installer.started[0], package);
-    } else {
-      EXPECT_TRUE(installer.started.empty()) << "a mismatch runs nothing";
-      EXPECT_NE(boxes.shown.back().text.find(L"ran nothing"), std::wstring::npos);
+  for (const UpdateAction action : {UpdateAction::kOffer, UpdateAction::kInstall}) {
+    for (const Case& c : cases) {
+      transport.files.clear();
+      transport.asked.clear();
+      transport.files[kSource] = ManifestFor("24.6.0", package);
+      if (!c.served.empty()) transport.files[kPackage] = c.served;
+      installer.started.clear();
+      installer.refuse = c.installerRefuses;
+      log.Clear();
+      test::MessageRecorder boxes(kAnswerYes);
+      EXPECT_EQ(RunUpdateCommand(env, action, nullptr), c.exit) << c.served.size();
+      EXPECT_EQ(LoggedIds().back(), c.lastLogged);
+      ASSERT_EQ(transport.asked.size(), 2u);
+      EXPECT_EQ(transport.asked[1].second, package.size()) << "never more than announced is read";
+      if (c.exit == update_exit::kInstalling || c.installerRefuses) {
+        ASSERT_EQ(installer.started.size(), 1u);
+        EXPECT_EQ(installer.started[0], package);
+      } else {
+        EXPECT_TRUE(installer.started.empty()) << "a mismatch runs nothing";
+      }
+      if (action == UpdateAction::kInstall) {
+        EXPECT_TRUE(boxes.shown.empty()) << "an unattended run shows nothing";
+      } else if (c.exit == update_exit::kFailed && !c.installerRefuses) {
+        EXPECT_NE(boxes.shown.back().text.find(L"ran nothing"), std::wstring::npos);
+      }
     }
   }
 }

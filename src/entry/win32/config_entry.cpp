@@ -35,7 +35,7 @@ class InstalledService : public ServiceAccess {
 // The check of "/CHECK4UPDATES", shown over the utility.
 class SystemUpdates : public UpdateAccess {
  public:
-  int CheckForUpdates(void* owner) override { return RunSystemUpdateCommand(false, owner); }
+  int CheckForUpdates(void* owner) override { return RunSystemUpdateCommand(UpdateAction::kOffer, owner); }
 };
 
 bool HasFullSoftwareAccess() {
