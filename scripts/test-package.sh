@@ -3,8 +3,11 @@
 # (files, running service with its quoted path, event-log source, statistics, the complete default
 # settings with both account lists), a harmless run of
 # the installed program, uninstall (service and files gone, settings kept), and a major upgrade
-# from an older package (settings kept, service restarted on the new files). Also checks the MSI
-# tables: the same component GUIDs from two builds, the fixed upgrade code.
+# from an older package (settings kept, service restarted on the new files), and the installed
+# program's own unattended update check (/CHECK4UPDATES /install) installing the newer package from a
+# file path and from a loopback web server (settings kept, package copy deleted), or refusing one
+# whose manifest gives another SHA-256. Also checks the MSI tables: the same component GUIDs from two
+# builds, the fixed upgrade code.
 #
 #   scripts/test-package.sh [WINDOWS_BUILD_DIR] [NATIVE_BUILD_DIR]   (default build/windows build/native)
 set -euo pipefail
@@ -22,6 +25,7 @@ export WINEPREFIX=$work/prefix WINEDEBUG=-all WINEARCH=win64 WINEDLLOVERRIDES="m
 # No display: nothing here shows a window, and a test must not draw on someone else's screen.
 unset DISPLAY
 cleanup() {
+  [ ! -f "$work/server.state" ] || python3 tests/update/test_server.py stop "$work/server.state"
   wineserver -k >/dev/null 2>&1 || true
   rm -rf "$work"
 }
@@ -47,9 +51,12 @@ if [ "$minor" -gt 0 ]; then old_version=$major.$((minor - 1)).$patch; else old_v
 scripts/build-package.sh --build "$build" --native "$native" --out "$work/new" >/dev/null
 scripts/build-package.sh --build "$build" --native "$native" --out "$work/again" >/dev/null
 scripts/build-package.sh --build "$build" --native "$native" --out "$work/old" --version "$old_version" >/dev/null
+next_version=$major.$((minor + 1)).$patch
+scripts/build-package.sh --build "$build" --native "$native" --out "$work/next" --version "$next_version" >/dev/null
 new_msi=$work/new/Tarnvale-$version-x64.msi
 old_msi=$work/old/Tarnvale-$old_version-x64.msi
 again_msi=$work/again/Tarnvale-$version-x64.msi
+next_msi=$work/next/Tarnvale-$next_version-x64.msi
 printf '  MSI %s: %s KiB\n' "$(basename "$new_msi")" "$(du -k "$new_msi" | cut -f1)"
 
 prop() { msiinfo export "$1" Property | tr -d '\r' | awk -F'\t' -v k="$2" '$1 == k {print $2}'; }
@@ -164,6 +171,86 @@ check "restarted service wrote its statistics again" wait_for 30 has_statistics
 check "the new files are installed" grep -q "Version $version" "$install_dir/Tarnvale.html"
 if msi /i "$old_msi" "$work/downgrade.log"; then fail "older package refused over a newer one"; else pass "older package refused over a newer one"; fi
 if msi /x "$new_msi" "$work/final.log"; then pass "final uninstall"; else fail "final uninstall"; fi
+
+# ---- the installed program's update check installs the newer package over itself
+# The check compares with the version built into the running program, so the package it finds
+# must be newer than the build, not only than the older package.
+stage "update check: $version -> $next_version from the update source"
+updates_dir=$(winepath -u "$(wine_quiet cmd /c echo %ProgramData% | tail -1)" 2>/dev/null)/Tarnvale/Updates
+installed_version() {  # DisplayVersion of the registered product, empty when there is none
+  wine_quiet reg query 'HKLM\SOFTWARE\Microsoft\Windows\CurrentVersion\Uninstall' /s | awk '
+    /^HKEY/ {named = 0; shown = ""}
+    $1 == "DisplayName" && /Tarnvale/ {named = 1}
+    $1 == "DisplayVersion" {shown = $3}
+    named && shown != "" {print shown; named = 0}'
+}
+packages_left() { find "$updates_dir" -name '*.msi' 2>/dev/null | grep -q .; }
+no_packages_left() { ! packages_left; }
+updated() { test "$(installed_version)" = "$next_version" && no_packages_left; }
+changed_settings() {
+  printf '%s|%s|%s|%s' "$(reg_value "$settings_key" Timeout)" "$(reg_value "$settings_key" MessageText)" \
+    "$(reg_value "$settings_key\Exclude" 1)" "$(reg_value "$settings_key" UpdateSource)"
+}
+unattended_check() {  # unattended_check NAME: the installed check; its Wine event-log trace in $work/NAME.trace
+  local rc=0
+  # Wine keeps no event log; its eventlog channel prints the strings of every reported event.
+  WINEDEBUG=-all,+eventlog wine "$install_dir/TV64.EXE" /CHECK4UPDATES /install >/dev/null 2>"$work/$1.trace" || rc=$?
+  return "$rc"
+}
+installed_with_changed_settings() {  # installed_with_changed_settings SOURCE
+  msi /i "$new_msi" "$work/update-base.log" >/dev/null || fail "$version installs again"
+  wait_for 20 running || fail "$version service running again"
+  wine reg add "$settings_key" /v Timeout /t REG_DWORD /d 23 /f >/dev/null 2>&1
+  wine reg add "$settings_key" /v MessageText /t REG_SZ /d "Save your work, please" /f >/dev/null 2>&1
+  wine reg add "$settings_key\Exclude" /v 1 /t REG_SZ /d Auditors /f >/dev/null 2>&1
+  set_source "$1"
+}
+set_source() { wine reg add "$settings_key" /v UpdateSource /t REG_SZ /d "$1" /f >/dev/null 2>&1; }
+update_from() {  # update_from SOURCE NAME: the installed program updated by its own check from SOURCE
+  local name=$2 rc=0 start
+  set_source "$1"
+  wine reg delete "$settings_key" /v SessionsTotal /f >/dev/null 2>&1 || true
+  start=$(date +%s)
+  unattended_check "check-$name" || rc=$?
+  check "$name: the check starts the installer (exit 3, got $rc)" test "$rc" = 3
+  check "$name: the event names the installer's log" grep -qF "Tarnvale-$next_version-install.log" "$work/check-$name.trace"
+  if wait_for 120 updated; then
+    pass "$name: $next_version installed and the package copy deleted, $(( $(date +%s) - start )) s after the check began"
+  else
+    fail "$name: $next_version installed and the package copy deleted (installed '$(installed_version)'; left: $(ls "$updates_dir" 2>&1 | tr '\n' ' '))"
+  fi
+  check "$name: one product registered" test "$(uninstall_entries)" = 1
+  check "$name: the new files are installed" grep -q "Version $next_version" "$install_dir/Tarnvale.html"
+  check "$name: service running on them" wait_for 20 running
+  check "$name: the restarted service wrote its statistics" wait_for 30 has_statistics
+  check "$name: the changed settings are kept" test "$(changed_settings)" = "0x17|Save your work, please|Auditors|$1"
+  # "Return value 1" is an action's success.
+  check "$name: the installer's log is kept and ends in success" \
+    grep -q 'INSTALL\. Return value 1\.' "$updates_dir/Tarnvale-$next_version-install.log"
+  msi /x "$next_msi" "$work/update-$name-removed.log" >/dev/null || fail "$name: uninstall after the update"
+}
+
+# A manifest that vouches for other bytes: nothing reaches the private folder, nothing is run.
+mkdir -p "$work/forged"
+cp "$next_msi" "$work/forged/"
+sed -E 's/SHA256="0/SHA256="1/; t; s/SHA256="[0-9A-Fa-f]/SHA256="0/' "$work/next/Tarnvale-update.xml" \
+  > "$work/forged/Tarnvale-update.xml"
+check "the forged manifest differs only in its SHA-256" \
+  test "$(diff "$work/next/Tarnvale-update.xml" "$work/forged/Tarnvale-update.xml" | grep -c SHA256)" = 2
+installed_with_changed_settings "$(winepath -w "$work/forged/Tarnvale-update.xml" 2>/dev/null)"
+rc=0; unattended_check check-forged || rc=$?
+check "forged manifest: the package is refused (exit 1, got $rc)" test "$rc" = 1
+check "forged manifest: the event says why" grep -q "SHA-256" "$work/check-forged.trace"
+check "forged manifest: no package left in the private folder" no_packages_left
+check "forged manifest: $version stays installed" test "$(installed_version)" = "$version"
+
+update_from "$(winepath -w "$work/next/Tarnvale-update.xml" 2>/dev/null)" file
+# The same over a loopback web server (the only plain http the check accepts).
+installed_with_changed_settings ""
+python3 tests/update/test_server.py start "$work/next" "$work/server.state"
+wait_for 10 test -s "$work/server.state" || fail "the loopback web server did not start"
+update_from "http://127.0.0.1:$(cut -d' ' -f1 "$work/server.state")/Tarnvale-update.xml" http
+python3 tests/update/test_server.py stop "$work/server.state"
 
 echo
 if [ "$failures" -ne 0 ]; then
