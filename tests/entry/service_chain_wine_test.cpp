@@ -2,7 +2,8 @@
 // it, and it watches a session through the terminal-services library, starts the real agent in
 // it, has the real warning shown and logs the session off. Wine's own library lists no session,
 // so the service's test prefix loads a stand-in (tests/fixtures/wtsapi_standin) that scripts one
-// and records the log-off instead of ending the test's own session.
+// and records the log-off instead of ending the test's own session. A second run has a listed
+// program keep a locked session, which the service sees in Wine's process list.
 #include <gtest/gtest.h>
 
 #ifdef _WIN32
@@ -19,6 +20,7 @@
 #include "fixtures/wtsapi_standin/standin_location.h"
 #include "fixtures/wtsapi_standin/standin_script.h"
 #include "platform/win32/windows_include.h"
+#include "settings/kept_alive_record.h"
 
 namespace tv {
 namespace {
@@ -27,6 +29,8 @@ using namespace test;
 
 constexpr wchar_t kService[] = L"Tarnvale";
 constexpr wchar_t kProductKey[] = L"SOFTWARE\\Brellick\\Tarnvale";
+// Where the service records its sparings, one value per session.
+constexpr wchar_t kSessionRecordsKey[] = L"SOFTWARE\\Brellick\\Tarnvale\\Sessions";
 // The test's own keys live below this one.
 constexpr wchar_t kTestRootKey[] = L"SOFTWARE\\TarnvaleTest";
 // Where the computer's own settings wait while the test runs on its own.
@@ -125,15 +129,15 @@ class StandinPrefix {
     return {};
   }
 
-  // Session `id` with the test's own user logged on, active and unlocked: the user Wine runs
-  // everything as, so the token the agent gets is that user's.
-  bool LogOn(::DWORD id) {
+  // Session `id` with the test's own user logged on and active: the user Wine runs everything
+  // as, so the token the agent gets is that user's.
+  bool LogOn(::DWORD id, bool locked = false) {
     const std::wstring key =
         std::wstring(standin::kScriptKey) + L"\\" + standin::kSessionsKey + L"\\" + std::to_wstring(id);
     return SetText(HKEY_LOCAL_MACHINE, key, standin::kUserValue, OwnUserName()) &&
            SetText(HKEY_LOCAL_MACHINE, key, standin::kDomainValue, ComputerName()) &&
            SetNumber(HKEY_LOCAL_MACHINE, key, standin::kStateValue, 0) &&
-           SetNumber(HKEY_LOCAL_MACHINE, key, standin::kLockedValue, 0);
+           SetNumber(HKEY_LOCAL_MACHINE, key, standin::kLockedValue, locked ? 1 : 0);
   }
 
   // The journal's lines that begin with `start`.
@@ -146,6 +150,9 @@ class StandinPrefix {
     }
     return n;
   }
+
+  // Where in the journal the first line beginning with `start` stands; npos when none does.
+  std::size_t FirstRecord(const std::string& start) const { return ("\n" + Journal()).find("\n" + start); }
 
   std::string Journal() const {
     std::ifstream file(journal_.c_str(), std::ios::binary);
@@ -223,6 +230,62 @@ class OwnSettings {
 
   bool saved_ = false;
 };
+
+// A harmless program under a listed name: Wine's ping, copied as render.exe into a folder of its
+// own, pinging this computer for ten minutes unless ended first.
+class ListedProgram {
+ public:
+  ~ListedProgram() {
+    End();
+    if (!path_.empty()) ::DeleteFileW(path_.c_str());
+    if (!folder_.empty()) ::RemoveDirectoryW(folder_.c_str());
+  }
+
+  bool Start() {
+    wchar_t temp[MAX_PATH] = {};
+    ::GetTempPathW(MAX_PATH, temp);
+    folder_ = std::wstring(temp) + L"tv-listed-" + std::to_wstring(::GetCurrentProcessId());
+    path_ = folder_ + L"\\render.exe";
+    ::CreateDirectoryW(folder_.c_str(), nullptr);
+    if (!::CopyFileW((SystemFolder() + L"\\ping.exe").c_str(), path_.c_str(), FALSE)) return false;
+    std::wstring line = L"\"" + path_ + L"\" -n 600 127.0.0.1";
+    STARTUPINFOW startup{};
+    startup.cb = sizeof(startup);
+    PROCESS_INFORMATION info{};
+    if (!::CreateProcessW(path_.c_str(), line.data(), nullptr, nullptr, FALSE, CREATE_NO_WINDOW, nullptr,
+                          folder_.c_str(), &startup, &info))
+      return false;
+    ::CloseHandle(info.hThread);
+    process_ = info.hProcess;
+    return true;
+  }
+
+  bool Running() const { return process_ && ::WaitForSingleObject(process_, 0) == WAIT_TIMEOUT; }
+
+  void End() {
+    if (!process_) return;
+    ::TerminateProcess(process_, 0);
+    ::WaitForSingleObject(process_, 10000);
+    ::CloseHandle(process_);
+    process_ = nullptr;
+  }
+
+ private:
+  std::wstring folder_, path_;
+  HANDLE process_ = nullptr;
+};
+
+// Whether the service's latest sparing of `session` names `program`, as the session's
+// configuration utility reads it.
+bool SparedBy(::DWORD session, const std::wstring& program) {
+  wchar_t text[512] = {};
+  ::DWORD size = sizeof(text) - sizeof(wchar_t);
+  if (::RegGetValueW(HKEY_LOCAL_MACHINE, kSessionRecordsKey, KeptAliveValueName(session).c_str(), RRF_RT_REG_SZ,
+                     nullptr, text, &size) != ERROR_SUCCESS)
+    return false;
+  KeptAliveRecord record;
+  return ParseKeptAlive(text, record) && record.source == KeepSource::kProgram && record.program == program;
+}
 
 int RunLauncher(const std::wstring& arguments) {
   Launched run(arguments);
@@ -336,6 +399,47 @@ TEST_F(ServiceChainUnderWine, InputKeepsTheSessionPastItsMinuteThenTheIdleSessio
   if (next) {
     EXPECT_NE(WindowPid(next), agentPid);
   }
+}
+
+// Wine's event log keeps nothing (ReportEventW only traces), so the sparing is seen in the record
+// the service writes beside its entry; the entry itself is checked on the portable sessions.
+TEST_F(ServiceChainUnderWine, AListedProgramKeepsALockedSessionPastItsMinuteAndItsEndLetsTheWarningAndLogOffCome) {
+  // A locked session is warned by a system message box, which the journal records. The minute of
+  // countdown stays: without one the warning time counts as gone by and nobody is warned.
+  ASSERT_TRUE(SetText(HKEY_LOCAL_MACHINE, std::wstring(kProductKey) + L"\\KeepAliveProcesses", L"1", L"render.exe"));
+  ListedProgram job;
+  ASSERT_TRUE(job.Start()) << "Wine's ping does not run as render.exe";
+  ASSERT_TRUE(prefix_.LogOn(kSession, true));
+  ASSERT_EQ(RunLauncher(L"/load-silent"), 0);
+  ASSERT_TRUE(Eventually([] { return ServiceStateOf(kService) == SERVICE_RUNNING; }, kStartLimitMs));
+  HWND agent = nullptr;
+  ASSERT_TRUE(Eventually([&] { return (agent = AgentWindow()) != nullptr; }, kStartLimitMs))
+      << "the service started no agent in the scripted session; journal:\n" << prefix_.Journal();
+
+  // The session's minute runs out while the program runs: it is spared, neither warned nor ended.
+  const std::string message = standin::kMessageRecord + std::to_string(kSession) + " ";
+  const std::string logoff = standin::kLogoffRecord + std::to_string(kSession);
+  (void)Eventually(
+      [&] {
+        return SparedBy(kSession, L"render.exe") || prefix_.CountRecords(message) > 0 ||
+               prefix_.CountRecords(logoff) > 0;
+      },
+      kMinuteStepLimitMs);
+  ASSERT_TRUE(SparedBy(kSession, L"render.exe")) << "not spared by the program; journal:\n" << prefix_.Journal();
+  EXPECT_EQ(prefix_.CountRecords(message), 0) << prefix_.Journal();
+  EXPECT_EQ(prefix_.CountRecords(logoff), 0) << prefix_.Journal();
+  ASSERT_TRUE(job.Running()) << "the program ended by itself";
+
+  // The job ends: a minute on comes the warning, and the countdown's minute ends in the log-off.
+  job.End();
+  ASSERT_TRUE(Eventually([&] { return prefix_.CountRecords(message) + prefix_.CountRecords(logoff) > 0; },
+                         kMinuteStepLimitMs))
+      << "neither warned nor logged off after the program ended";
+  ASSERT_EQ(prefix_.CountRecords(message), 1) << "logged off unwarned:\n" << prefix_.Journal();
+  ASSERT_TRUE(Eventually([&] { return prefix_.CountRecords(logoff) == 1; }, kMinuteStepLimitMs))
+      << "no log-off after the warning; journal:\n" << prefix_.Journal();
+  EXPECT_LT(prefix_.FirstRecord(message), prefix_.FirstRecord(logoff)) << prefix_.Journal();
+  EXPECT_TRUE(Eventually([&] { return !::IsWindow(agent); }, 30000)) << "the agent outlived its session's monitor";
 }
 
 }  // namespace
