@@ -2,18 +2,25 @@
 // portable selection model.
 #include "config_ui/win32/schedule_ctrl.h"
 
+#include <algorithm>
 #include <cwchar>
 #include <vector>
 
 #include "settings/schedule.h"
+#include "ui/win32/dpi.h"
 
 namespace tv {
 namespace {
 
 constexpr COLORREF kGridColor = RGB(128, 128, 128);
-// Pixels between the grid and the legend line below it.
+// Pixels at 96 DPI between the grid and the legend line below it, and the legend's pieces.
 constexpr int kLegendGap = 6;
 constexpr int kSwatchSize = 10;
+constexpr int kSwatchTop = 2;
+constexpr int kSwatchGap = 4;
+constexpr int kTextGap = 6;
+constexpr int kHourLabelHalfWidth = 15;
+constexpr int kHourLabelMargin = 2;
 
 int LowSigned(LPARAM lParam) { return static_cast<short>(LOWORD(static_cast<DWORD_PTR>(lParam))); }
 int HighSigned(LPARAM lParam) { return static_cast<short>(HIWORD(static_cast<DWORD_PTR>(lParam))); }
@@ -29,7 +36,6 @@ void Line(HDC dc, int x1, int y1, int x2, int y2) {
   ::LineTo(dc, x2, y2);
 }
 
-RECT ToRect(const PixelRect& r) { return RECT{r.left, r.top, r.right, r.bottom}; }
 
 std::wstring LocaleText(LCTYPE type, int maxChars) {
   wchar_t buffer[16] = {};
@@ -62,6 +68,8 @@ BOOL ScheduleCtrl::ReplaceControl(HWND dialog, int id) {
   HWND before = ::GetWindow(old, GW_HWNDPREV);
   ::DestroyWindow(old);
   if (!CreateAt(dialog, rect, id)) return FALSE;
+  // The dialog's font is sized for the dialog's density; the labels follow it.
+  ::SendMessageW(GetHwnd(), WM_SETFONT, ::SendMessageW(dialog, WM_GETFONT, 0, 0), FALSE);
   ::SetWindowPos(GetHwnd(), before ? before : HWND_TOP, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE | SWP_NOACTIVATE);
   return TRUE;
 }
@@ -139,8 +147,16 @@ void ScheduleCtrl::Repaint() {
   if (GetHwnd()) ::InvalidateRect(GetHwnd(), nullptr, FALSE);
 }
 
+RECT ScheduleCtrl::ToDevice(const PixelRect& r) const {
+  return RECT{DesignToDevice(r.left, dpi_), DesignToDevice(r.top, dpi_), DesignToDevice(r.right, dpi_),
+              DesignToDevice(r.bottom, dpi_)};
+}
+
+int ScheduleCtrl::Scaled(int pixelsAt96) const { return ScaleForDpi(pixelsAt96, dpi_); }
+
 void ScheduleCtrl::SetupDrawing() {
-  font_ = static_cast<HFONT>(::GetStockObject(DEFAULT_GUI_FONT));
+  dpi_ = WindowDpi(GetHwnd());
+  if (!font_) font_ = static_cast<HFONT>(::GetStockObject(DEFAULT_GUI_FONT));
   HDC dc = ::GetDC(GetHwnd());
   int width = 0;
   int height = 0;
@@ -157,7 +173,7 @@ void ScheduleCtrl::SetupDrawing() {
     ::SelectObject(dc, old);
     ::ReleaseDC(GetHwnd(), dc);
   }
-  model_.SetLabelExtent(width, height);
+  model_.SetLabelExtent(DeviceExtentToDesign(width, dpi_), DeviceExtentToDesign(height, dpi_));
 
   // LOCALE_ITIME: "0" is the 12-hour clock.
   timeStyle_.twelveHour = LocaleText(LOCALE_ITIME, 1) == L"0";
@@ -173,6 +189,18 @@ LRESULT ScheduleCtrl::OnWndMessage(UINT message, WPARAM wParam, LPARAM lParam) {
       return 0;
     case WM_GETDLGCODE:
       return DLGC_WANTARROWS;
+    case WM_SETFONT:
+      font_ = reinterpret_cast<HFONT>(wParam);
+      SetupDrawing();
+      if (LOWORD(lParam)) Repaint();
+      return 0;
+    case WM_GETFONT:
+      return reinterpret_cast<LRESULT>(font_);
+    case WM_DPICHANGED_AFTERPARENT:
+      // The dialog's font at the new density arrives with WM_SETFONT; the density itself here.
+      SetupDrawing();
+      Repaint();
+      return 0;
     case WM_ERASEBKGND:
       return 1;  // Paint covers every pixel
     case WM_PAINT: {
@@ -186,14 +214,16 @@ LRESULT ScheduleCtrl::OnWndMessage(UINT message, WPARAM wParam, LPARAM lParam) {
       Paint(reinterpret_cast<HDC>(wParam));
       return 0;
     case WM_LBUTTONDOWN:
-      OnLeftDown(LowSigned(lParam), HighSigned(lParam));
+      OnLeftDown(DeviceToDesign(LowSigned(lParam), dpi_), DeviceToDesign(HighSigned(lParam), dpi_));
       return 0;
     case WM_RBUTTONDOWN:
     case WM_MBUTTONDOWN:
       ::SetFocus(GetHwnd());
       return 0;
     case WM_MOUSEMOVE:
-      if (model_.IsSelecting() && model_.MouseMove(LowSigned(lParam), HighSigned(lParam))) Repaint();
+      if (model_.IsSelecting() &&
+          model_.MouseMove(DeviceToDesign(LowSigned(lParam), dpi_), DeviceToDesign(HighSigned(lParam), dpi_)))
+        Repaint();
       return 0;
     case WM_LBUTTONUP:
       EndDrag();
@@ -231,7 +261,7 @@ void ScheduleCtrl::OnLeftDown(int x, int y) {
   ::SetFocus(GetHwnd());
   if (model_.LeftDown(x, y) == PressResult::kStartedDrag) {
     ::SetCapture(GetHwnd());
-    RECT grid = ToRect(model_.GridRect());
+    RECT grid = ToDevice(model_.GridRect());
     ::MapWindowPoints(GetHwnd(), nullptr, reinterpret_cast<POINT*>(&grid), 2);
     ::ClipCursor(&grid);
   }
@@ -290,7 +320,8 @@ void ScheduleCtrl::PaintCells(HDC dc) {
   if (model_.Granularity() != 2) return;
   for (int row = 0; row < kScheduleRows; ++row) {
     for (int hour = 0; hour < kScheduleHours; ++hour) {
-      const RECT cell = ToRect(model_.HourRect(row, hour));
+      const PixelRect design = model_.HourRect(row, hour);
+      const RECT cell = ToDevice(design);
       COLORREF halves[2];
       for (int h = 0; h < 2; ++h) {
         const int half = hour * 2 + h;
@@ -301,8 +332,8 @@ void ScheduleCtrl::PaintCells(HDC dc) {
         Fill(dc, cell, halves[0]);
         continue;
       }
-      const int width = cell.right - cell.left;
-      const int split = cell.left + width / 2;  // the left half is the smaller one
+      const int width = design.right - design.left;
+      const int split = DesignToDevice(design.left + width / 2, dpi_);  // the left half is the smaller one
       Fill(dc, RECT{cell.left, cell.top, split, cell.bottom}, halves[0]);
       Fill(dc, RECT{split, cell.top, cell.right, cell.bottom}, halves[1]);
       if (width % 2 == 0) {
@@ -317,17 +348,17 @@ void ScheduleCtrl::PaintCells(HDC dc) {
 }
 
 void ScheduleCtrl::PaintLines(HDC dc) {
-  const PixelRect grid = model_.GridRect();
+  const RECT grid = ToDevice(model_.GridRect());
   HPEN solid = ::CreatePen(PS_SOLID, 1, kGridColor);
   HPEN dotted = ::CreatePen(PS_DOT, 1, kGridColor);
   HGDIOBJ old = ::SelectObject(dc, solid);
   for (int row = 0; row <= kScheduleRows; ++row) {
-    const int y = row == kScheduleRows ? grid.bottom : model_.HourRect(row, 0).top;
+    const int y = row == kScheduleRows ? grid.bottom : ToDevice(model_.HourRect(row, 0)).top;
     Line(dc, grid.left, y, grid.right + 1, y);
   }
   // Every sixth hour solid, the others dotted, so the day's quarters can be told at a glance.
   for (int hour = 0; hour <= kScheduleHours; ++hour) {
-    const int x = grid.left + hour * model_.HourWidth();
+    const int x = DesignToDevice(model_.GridRect().left + hour * model_.HourWidth(), dpi_);
     ::SelectObject(dc, hour % 6 == 0 ? solid : dotted);
     Line(dc, x, grid.top, x, grid.bottom);
   }
@@ -337,34 +368,40 @@ void ScheduleCtrl::PaintLines(HDC dc) {
 }
 
 void ScheduleCtrl::PaintLabels(HDC dc) {
-  const PixelRect grid = model_.GridRect();
+  const RECT grid = ToDevice(model_.GridRect());
   for (int row = 0; row < kScheduleRows; ++row) {
-    const PixelRect cell = model_.HourRect(row, 0);
-    RECT label{kGridLabelGap, cell.top, grid.left, cell.bottom};
+    const RECT cell = ToDevice(model_.HourRect(row, 0));
+    RECT label{DesignToDevice(kGridLabelGap, dpi_), cell.top, grid.left, cell.bottom};
     const std::wstring text = GetDayLabel(row);
     ::DrawTextW(dc, text.c_str(), static_cast<int>(text.size()), &label, DT_SINGLELINE | DT_VCENTER | DT_CENTER);
   }
   // The hour scale: every third hour, centred over its line.
   for (int hour = 0; hour <= kScheduleHours; hour += 3) {
     const std::wstring text = std::to_wstring(hour);
-    const int x = grid.left + hour * model_.HourWidth();
-    RECT at{x - 15, 2, x + 15, grid.top - 2};
+    const int x = DesignToDevice(model_.GridRect().left + hour * model_.HourWidth(), dpi_);
+    RECT at{x - Scaled(kHourLabelHalfWidth), Scaled(kHourLabelMargin), x + Scaled(kHourLabelHalfWidth),
+            grid.top - Scaled(kHourLabelMargin)};
     ::DrawTextW(dc, text.c_str(), static_cast<int>(text.size()), &at, DT_SINGLELINE | DT_BOTTOM | DT_CENTER);
   }
   // Below the grid: "Legend:", a swatch and the name of each state; under it the selection.
-  int y = grid.bottom + kLegendGap;
+  int y = grid.bottom + Scaled(kLegendGap);
   int x = grid.left;
   auto text = [&](const std::wstring& s) {
     SIZE size{};
     ::GetTextExtentPoint32W(dc, s.c_str(), static_cast<int>(s.size()), &size);
     ::TextOutW(dc, x, y, s.c_str(), static_cast<int>(s.size()));
-    x += size.cx + 6;
+    x += size.cx + Scaled(kTextGap);
   };
   auto swatch = [&](COLORREF color) {
-    RECT box{x, y + 2, x + kSwatchSize, y + 2 + kSwatchSize};
+    // The swatch stands on the text's middle line, whatever the font's height.
+    TEXTMETRICW metrics{};
+    ::GetTextMetricsW(dc, &metrics);
+    const int size = Scaled(kSwatchSize);
+    const int top = y + std::max(Scaled(kSwatchTop), static_cast<int>(metrics.tmHeight - size) / 2);
+    RECT box{x, top, x + size, top + size};
     Fill(dc, box, color);
     ::FrameRect(dc, &box, static_cast<HBRUSH>(::GetStockObject(GRAY_BRUSH)));
-    x += kSwatchSize + 4;
+    x += size + Scaled(kSwatchGap);
   };
   text(L"Legend:");
   swatch(ActiveColor(false));
@@ -376,7 +413,7 @@ void ScheduleCtrl::PaintLabels(HDC dc) {
     TEXTMETRICW metrics{};
     ::GetTextMetricsW(dc, &metrics);
     x = grid.left;
-    y += metrics.tmHeight + 2;
+    y += metrics.tmHeight + Scaled(kHourLabelMargin);
     text(selection);
   }
 }

@@ -82,7 +82,12 @@ class ScheduleCtrl : public CSCtrl {
   ScheduleLegend legend_;
   ScheduleTimeStyle timeStyle_;
   int dayForm_ = 1;
-  HFONT font_ = nullptr;  // the stock GUI font: not owned
+  // The grid is laid out in 96-DPI pixels and drawn at the window's density (see DesignToDevice).
+  RECT ToDevice(const PixelRect& design) const;
+  int Scaled(int pixelsAt96) const;
+
+  HFONT font_ = nullptr;  // the dialog's font (or the stock GUI font): not owned
+  int dpi_ = 96;
 };
 
 }  // namespace tv

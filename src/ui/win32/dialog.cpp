@@ -1,6 +1,8 @@
 // CSDlg: the dialog base for Windows.
 #include "ui/win32/dialog.h"
 
+#include "ui/win32/dpi.h"
+
 #include <cwchar>
 
 namespace tv {
@@ -126,6 +128,15 @@ INT_PTR CSDlg::DlgProc(UINT message, WPARAM wParam, LPARAM lParam) {
       LRESULT answer = 0;
       if (!header || !OnNotify(static_cast<int>(header->idFrom), header, answer)) return FALSE;
       ::SetWindowLongPtrW(GetHwnd(), DWLP_MSGRESULT, answer);
+      return TRUE;
+    }
+    case WM_DPICHANGED: {
+      INT_PTR answer = 0;
+      if (OnDlgMessage(message, wParam, lParam, answer)) return answer;
+      // The system scales a per-monitor dialog's template and font; the window takes the size it
+      // suggests, and what the dialog made in pixels is remade.
+      ApplySuggestedRect(GetHwnd(), lParam);
+      OnDpiChanged(HIWORD(wParam));
       return TRUE;
     }
     case WM_NCDESTROY:

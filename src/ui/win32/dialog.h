@@ -54,6 +54,9 @@ class CSDlg : public CSWnd {
   // Any other message reaching the dialog procedure; TRUE when handled (then `result` is the
   // message's answer).
   virtual BOOL OnDlgMessage(UINT message, WPARAM wParam, LPARAM lParam, INT_PTR& result) { return FALSE; }
+  // The dialog moved to a monitor of density `dpi` (WM_DPICHANGED) and has taken the size the
+  // system suggested: remake icons, fonts and positions that were made in pixels.
+  virtual void OnDpiChanged(int dpi) {}
 
  private:
   static INT_PTR CALLBACK StaticDlgProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam);

@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include "ui/win32/dpi.h"
+
 namespace tv {
 namespace {
 
@@ -29,7 +31,8 @@ MarkupFont FromLogFont(const LOGFONTW& lf) {
 // the duration of one Draw so a text with many pieces makes each font once.
 class GdiMeasurer : public MarkupMeasurer {
  public:
-  GdiMeasurer(HDC dc, const LOGFONTW& base) : dc_(dc), base_(base), original_(::GetCurrentObject(dc, OBJ_FONT)) {}
+  GdiMeasurer(HDC dc, const LOGFONTW& base, int dpi)
+      : dc_(dc), base_(base), original_(::GetCurrentObject(dc, OBJ_FONT)), iconSize_(IconSizeForDpi(16, dpi)) {}
   ~GdiMeasurer() override {
     ::SelectObject(dc_, original_);
     for (auto& [font, handle] : fonts_) ::DeleteObject(handle);
@@ -89,14 +92,9 @@ class GdiMeasurer : public MarkupMeasurer {
     HINSTANCE module = iconId > 0 ? GetHTMLResourceModule() : ::GetModuleHandleW(nullptr);
     const int number = iconId < 0 ? -iconId : iconId;
     if (number > 0 && number <= 0xFFFF) {
-      const int cx = ::GetSystemMetrics(SM_CXSMICON);
-      const int cy = ::GetSystemMetrics(SM_CYSMICON);
-      icon.handle = static_cast<HICON>(
-          ::LoadImageW(module, MAKEINTRESOURCEW(number), IMAGE_ICON, cx, cy, LR_DEFAULTCOLOR));
-      if (icon.handle) {
-        icon.cx = cx;
-        icon.cy = cy;
-      }
+      // A small icon at the window's density, not the screen's.
+      icon.handle = LoadIconAtSize(module, MAKEINTRESOURCEW(number), iconSize_);
+      if (icon.handle) icon.cx = icon.cy = iconSize_;
     }
     icons_.emplace_back(iconId, icon);
     return icons_.back().second;
@@ -105,6 +103,7 @@ class GdiMeasurer : public MarkupMeasurer {
   HDC dc_;
   LOGFONTW base_;
   HGDIOBJ original_;
+  int iconSize_;
   std::vector<std::pair<MarkupFont, HFONT>> fonts_;
   std::vector<std::pair<int, Icon>> icons_;
 };
@@ -145,6 +144,14 @@ void DrawHTMLTools::SetCustomFont(const LOGFONTW& font) {
   Update();
 }
 
+void DrawHTMLTools::SetDpi(int dpi) {
+  if (dpi == dpi_) return;
+  dpi_ = dpi;
+  Update();
+}
+
+int DrawHTMLTools::GetDpi() const { return dpi_ > 0 ? dpi_ : SystemDpi(); }
+
 void DrawHTMLTools::Update() {
   LOGFONTW lf = logFont_;
   if (!custom_) {
@@ -155,6 +162,8 @@ void DrawHTMLTools::Update() {
     else if (haveMetrics && default_ == kStatusFont) lf = ncm.lfStatusFont;
     else if (haveMetrics && default_ == kMenuFont) lf = ncm.lfMenuFont;
     else ::GetObjectW(::GetStockObject(DEFAULT_GUI_FONT), sizeof(lf), &lf);
+    // The system's fonts are sized for the screen; a window on another monitor needs its own size.
+    lf.lfHeight = ScaleFontHeight(lf.lfHeight, SystemDpi(), GetDpi());
     if (fixed_) {
       lf.lfPitchAndFamily = FIXED_PITCH | FF_MODERN;
       std::wcsncpy(lf.lfFaceName, L"Courier New", LF_FACESIZE - 1);
@@ -184,7 +193,7 @@ BOOL DrawHTML::Draw(DrawMode mode, HDC dc, RECT* rect, const wchar_t* text, std:
   style.hotLink = hotLink_;
 
   MarkupLayoutResult result;
-  GdiMeasurer measurer(dc, tools.GetLogFont());
+  GdiMeasurer measurer(dc, tools.GetLogFont(), tools.GetDpi());
   try {
     LayoutMarkup(text, length, MarkupRect{rect->left, rect->top, rect->right, rect->bottom}, style, measurer,
                  &result);

@@ -53,6 +53,11 @@ class DrawHTMLTools {
   // The description the base font was made from.
   const LOGFONTW& GetLogFont() const { return logFont_; }
 
+  // The density of the window drawn into: the system fonts are made for the screen's density and
+  // are scaled to this one, and icons are sized for it. 0 (the default) means the screen's.
+  void SetDpi(int dpi);
+  int GetDpi() const;
+
   // Rebuilds the base font from the current system settings (after WM_SETTINGCHANGE).
   void Update();
 
@@ -60,6 +65,7 @@ class DrawHTMLTools {
   DefaultFont default_ = kMessageFont;
   BOOL fixed_ = FALSE;
   bool custom_ = false;
+  int dpi_ = 0;
   LOGFONTW logFont_ = {};
   HFONT font_ = nullptr;
   COLORREF linkColor_;

@@ -6,6 +6,7 @@
 #include "ui/msg_box_ids.h"
 #include "ui/msg_box_state.h"
 #include "ui/win32/dialog.h"
+#include "ui/win32/dpi.h"
 #include "foundation/product_info.h"
 #include "foundation/app_message.h"
 #include "foundation/string_table.h"
@@ -306,8 +307,8 @@ class DlgMsgEx : public CSDlg {
 
   void SetUpIcon() {
     const int px = GetMsgIconPixels(Dpi());
-    icon_ = static_cast<HICON>(
-        ::LoadImageW(ResourceModule(), MAKEINTRESOURCEW(GetMsgIconResource(flags_)), IMAGE_ICON, px, px, 0));
+    if (icon_) ::DestroyIcon(icon_);
+    icon_ = LoadIconAtSize(ResourceModule(), MAKEINTRESOURCEW(GetMsgIconResource(flags_)), px);
     HICON shown = icon_;
     if (!shown) {
       // Without the product's icons (a test's own executable) the system's stand in.
@@ -340,12 +341,9 @@ class DlgMsgEx : public CSDlg {
                    area.top + (area.bottom - area.top - h) / 2, 0, 0, SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
   }
 
-  int Dpi() const {
-    HDC dc = ::GetDC(nullptr);
-    const int dpi = ::GetDeviceCaps(dc, LOGPIXELSY);
-    ::ReleaseDC(nullptr, dc);
-    return dpi;
-  }
+  int Dpi() const { return WindowDpi(GetHwnd()); }
+
+  void OnDpiChanged(int) override { SetUpIcon(); }
 
   MsgExFlags flags_;
   std::wstring text_;

@@ -7,6 +7,7 @@
 
 #include "foundation/markup_tokenizer.h"
 #include "foundation/string_table.h"
+#include "ui/win32/dpi.h"
 
 namespace tv {
 namespace {
@@ -82,6 +83,7 @@ BOOL CSStaticHTML::Create(HWND parent, int id, const RECT& rect, const wchar_t* 
   t_creatingHtml = outer;
   if (ok) {
     ownsWindow_ = true;
+    tools_.SetDpi(WindowDpi(GetHwnd()));
     Relayout();
   }
   return ok;
@@ -96,7 +98,13 @@ BOOL CSStaticHTML::Attach(HWND control) {
   std::wstring text(static_cast<std::size_t>(length > 0 ? length : 0) + 1, L'\0');
   const int got = ::GetWindowTextW(control, text.data(), length + 1);
   text.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
+  // A dialog's static has the dialog's font, which the template's units are measured in: the text
+  // then fits the control at every density the dialog is scaled for.
+  HFONT font = reinterpret_cast<HFONT>(::SendMessageW(control, WM_GETFONT, 0, 0));
   if (!Subclass(control)) return FALSE;
+  tools_.SetDpi(WindowDpi(control));
+  LOGFONTW lf = {};
+  if (font && ::GetObjectW(font, sizeof(lf), &lf)) tools_.SetCustomFont(lf);
   text_ = std::move(text);
   Relayout();
   ::InvalidateRect(control, nullptr, TRUE);
@@ -234,6 +242,7 @@ LRESULT CSStaticHTML::OnWndMessage(UINT message, WPARAM wParam, LPARAM lParam) {
       // A control made by a dialog template is measured before its first paint, so clicks and
       // CalcHeight work on a hidden dialog too.
       const LRESULT result = DefaultProc(message, wParam, lParam);
+      tools_.SetDpi(WindowDpi(hwnd));
       Relayout();
       return result;
     }
@@ -283,6 +292,12 @@ LRESULT CSStaticHTML::OnWndMessage(UINT message, WPARAM wParam, LPARAM lParam) {
     case WM_PRINTCLIENT:
       draw_.SetHotLink(hot_);
       draw_.OnPaint(hwnd, reinterpret_cast<HDC>(wParam), text_.c_str(), text_.size(), textColor_, &links_, tools_);
+      return 0;
+    case WM_DPICHANGED_AFTERPARENT:
+      // A font of the parent's comes again with WM_SETFONT; the system's fonts are resized here.
+      tools_.SetDpi(WindowDpi(hwnd));
+      Relayout();
+      ::InvalidateRect(hwnd, nullptr, TRUE);
       return 0;
     case WM_SIZE:
     case WM_SETTINGCHANGE:
