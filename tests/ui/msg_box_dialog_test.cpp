@@ -12,6 +12,7 @@
 #include "foundation/app_message.h"
 #include "foundation/string_table.h"
 #include "platform/win32/windows_include.h"
+#include "support/ui_driver.h"
 
 namespace tv {
 namespace {
@@ -31,11 +32,7 @@ struct Script {
   int ticks = 0;
 };
 
-std::wstring ItemText(HWND box, int id) {
-  wchar_t text[2048] = {};
-  ::SendMessageW(::GetDlgItem(box, id), WM_GETTEXT, std::size(text), reinterpret_cast<LPARAM>(text));
-  return text;
-}
+using test::ItemText;
 
 // Presses `id` at the first tick.
 Script Pressing(int id, bool byMessage = false) {
@@ -52,9 +49,7 @@ int Drive(void* box, int tick, void* context) {
   s->ticks = tick + 1;
   if (tick == 0) {
     s->text = ItemText(hwnd, IDC_MSGEX_TEXT);
-    wchar_t caption[64] = {};
-    ::GetWindowTextW(hwnd, caption, 64);
-    s->caption = caption;
+    s->caption = test::TextOf(hwnd);
     HICON icon = reinterpret_cast<HICON>(::SendDlgItemMessageW(hwnd, IDC_MSGEX_ICON, STM_GETICON, 0, 0));
     ICONINFO info{};
     if (icon && ::GetIconInfo(icon, &info)) {

@@ -1,7 +1,10 @@
 // The extended message box's decisions without a window.
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "ui/msg_box.h"
 #include "ui/msg_box_rules.h"
@@ -85,14 +88,11 @@ TEST(MsgBoxRules, FlagsPickDefaultButtonIconTopmostAndRetryOnDevice) {
   EXPECT_EQ(GetDefaultButtonId(MsgExFlags(3 | 0x100)), 27012);
   EXPECT_EQ(GetDefaultButtonId(MsgExFlags(3 | 0x300)), 27040) << "the third wins over the second";
 
-  EXPECT_EQ(GetMsgIconResource(MsgExFlags(0x10)), 27024);
-  EXPECT_EQ(GetMsgIconResource(MsgExFlags(0x20)), 27023);
-  EXPECT_EQ(GetMsgIconResource(MsgExFlags(0x30)), 27025);
-  EXPECT_EQ(GetMsgIconResource(MsgExFlags(0x40)), 27022);
-  EXPECT_EQ(GetMsgIconResource(MsgExFlags(0xF0)), 27022) << "anything else is information";
-  EXPECT_EQ(GetMsgIconPixels(96), 48);
-  EXPECT_EQ(GetMsgIconPixels(143), 48);
-  EXPECT_EQ(GetMsgIconPixels(144), 64);
+  std::vector<int> icons;  // error, question, warning, information, and anything else as information
+  for (std::uint32_t flag : {0x10u, 0x20u, 0x30u, 0x40u, 0xF0u}) icons.push_back(GetMsgIconResource(MsgExFlags(flag)));
+  EXPECT_EQ(icons, (std::vector<int>{27024, 27023, 27025, 27022, 27022}));
+  EXPECT_EQ(std::vector<int>({GetMsgIconPixels(96), GetMsgIconPixels(143), GetMsgIconPixels(144)}),
+            (std::vector<int>{48, 48, 64}));
 
   // The warning's own word: OK, warning icon, foreground, topmost for its whole life.
   const MsgExFlags warning(0x50030);
@@ -109,14 +109,12 @@ TEST(MsgBoxRules, FlagsPickDefaultButtonIconTopmostAndRetryOnDevice) {
 
 TEST(MsgBoxRules, TextArgumentsCarryTextsOrStringNumbersAndErrorsAppendByKind) {
   int id = -1;
-  EXPECT_TRUE(IsMsgTextId(MsgId(100), id));
-  EXPECT_EQ(id, 100);
-  EXPECT_TRUE(IsMsgTextId(MsgId(-100), id));
-  EXPECT_EQ(id, 100);
-  EXPECT_TRUE(IsMsgTextId(nullptr, id));
-  EXPECT_EQ(id, 0);
-  const wchar_t* text = L"x";
-  EXPECT_FALSE(IsMsgTextId(text, id));
+  for (const auto& [argument, number] : {std::pair{MsgId(100), 100}, std::pair{MsgId(-100), 100},
+                                         std::pair{static_cast<const wchar_t*>(nullptr), 0}}) {
+    EXPECT_TRUE(IsMsgTextId(argument, id));
+    EXPECT_EQ(id, number);
+  }
+  EXPECT_FALSE(IsMsgTextId(L"x", id));
 
   EXPECT_EQ(ResolveMsgText(MsgId(-100)), LoadStr(100));
   EXPECT_EQ(ResolveMsgText(MsgId(99)), L"") << "a number without a string is empty";

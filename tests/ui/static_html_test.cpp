@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "support/ui_driver.h"
+#include "support/win_pixels.h"
 #include "ui/win32/draw_html.h"
 #include "ui/win32/static_html.h"
 
@@ -30,13 +32,6 @@ class StaticHtmlTest : public ::testing::Test {
     return ids;
   }
 
-  static std::wstring WindowText(HWND hwnd) {
-    const int n = ::GetWindowTextLengthW(hwnd);
-    std::wstring text(static_cast<std::size_t>(n) + 1, L'\0');
-    text.resize(static_cast<std::size_t>(::GetWindowTextW(hwnd, text.data(), n + 1)));
-    return text;
-  }
-
   HINSTANCE instance_ = nullptr;
   HWND parent_ = nullptr;
 };
@@ -45,8 +40,8 @@ TEST_F(StaticHtmlTest, KeepsTheMarkupAsSetAndPostsTheClickedLinksId) {
   const std::wstring text = L"Status: <B>on</B> &amp; <A3>details</A3> <DKBLUE>x</DKBLUE>";
   CSStaticHTML ctl;
   ASSERT_TRUE(ctl.Create(parent_, 42, RECT{0, 0, 400, 60}, text.c_str(), 0, instance_));
-  EXPECT_EQ(WindowText(ctl.GetHwnd()), text);
-  EXPECT_EQ(::GetWindowTextLengthW(ctl.GetHwnd()), static_cast<int>(text.size()));
+  EXPECT_EQ(test::TextOf(ctl.GetHwnd()), text);
+  EXPECT_EQ(::GetWindowTextLengthW(ctl.GetHwnd()), static_cast<int>(text.size())) << "WM_GETTEXTLENGTH agrees";
   EXPECT_EQ(ctl.GetHTMLTextStripTags(), L"Status: on & details <DKBLUE>x");
   EXPECT_EQ(CSStaticHTML::FromControl(ctl.GetHwnd()), &ctl);
 
@@ -72,7 +67,7 @@ TEST_F(StaticHtmlTest, KeepsTheMarkupAsSetAndPostsTheClickedLinksId) {
   // Text set from outside goes through the same path, and the links follow it.
   ::SetWindowTextW(ctl.GetHwnd(), L"<A>only</A>");
   EXPECT_EQ(ctl.GetHTMLText(), L"<A>only</A>");
-  EXPECT_EQ(WindowText(ctl.GetHwnd()), L"<A>only</A>");
+  EXPECT_EQ(test::TextOf(ctl.GetHwnd()), L"<A>only</A>");
   ASSERT_EQ(ctl.GetLinks().GetCount(), 1u);
   EXPECT_EQ(ctl.GetLinks().GetAt(0).GetID(), 200);
   wchar_t small[5] = {};
@@ -124,7 +119,7 @@ TEST_F(StaticHtmlTest, AttachedStaticsTemplateControlsAndWholeLinks) {
   ASSERT_NE(made, nullptr);
   CSStaticHTML* own = CSStaticHTML::FromControl(made);
   ASSERT_NE(own, nullptr);
-  EXPECT_EQ(WindowText(made), L"<I>made</I>");
+  EXPECT_EQ(test::TextOf(made), L"<I>made</I>");
 
   ASSERT_TRUE(own->MakeLink());
   EXPECT_EQ(own->GetHTMLText(), L"<A><I>made</I></A>");
@@ -153,19 +148,11 @@ TEST_F(StaticHtmlTest, PaintsItsTextOverItsBackgroundColour) {
   lf.lfQuality = NONANTIALIASED_QUALITY;
   ctl.GetTools().SetCustomFont(lf);
   ctl.SetBkgColor(RGB(0, 255, 0));
-  EXPECT_EQ(ctl.GetBkgColor(), RGB(0, 255, 0));
 
-  HDC screen = ::GetDC(nullptr);
-  HDC dc = ::CreateCompatibleDC(screen);
-  HBITMAP bitmap = ::CreateCompatibleBitmap(screen, 200, 40);
-  ::ReleaseDC(nullptr, screen);
-  ASSERT_TRUE(dc && bitmap);
-  HGDIOBJ old = ::SelectObject(dc, bitmap);
-  ::SendMessageW(ctl.GetHwnd(), WM_PRINTCLIENT, reinterpret_cast<WPARAM>(dc), PRF_CLIENT);
-  EXPECT_EQ(::GetPixel(dc, 199, 39), RGB(0, 255, 0));
-  ::SelectObject(dc, old);
-  ::DeleteObject(bitmap);
-  ::DeleteDC(dc);
+  const test::Canvas canvas(200, 40);
+  ASSERT_TRUE(canvas.Ok());
+  canvas.Print(ctl.GetHwnd());
+  EXPECT_EQ(canvas.At(199, 39), RGB(0, 255, 0));
 
   // The real paint path, on a shown window, must leave the same link list behind.
   ::ShowWindow(parent_, SW_SHOWNA);
@@ -175,14 +162,10 @@ TEST_F(StaticHtmlTest, PaintsItsTextOverItsBackgroundColour) {
 }
 
 TEST(DrawHtml, RedTextReachesThePixelsAndMeasuringDrawsNothing) {
-  HDC screen = ::GetDC(nullptr);
-  ASSERT_NE(screen, nullptr);
-  HDC dc = ::CreateCompatibleDC(screen);
   const int cx = 360, cy = 80;
-  HBITMAP bitmap = ::CreateCompatibleBitmap(screen, cx, cy);
-  ::ReleaseDC(nullptr, screen);
-  ASSERT_TRUE(dc && bitmap);
-  HGDIOBJ old = ::SelectObject(dc, bitmap);
+  const test::Canvas canvas(cx, cy);
+  ASSERT_TRUE(canvas.Ok());
+  HDC dc = canvas.Dc();
   RECT all = {0, 0, cx, cy};
   ::FillRect(dc, &all, static_cast<HBRUSH>(::GetStockObject(WHITE_BRUSH)));
 
@@ -216,10 +199,6 @@ TEST(DrawHtml, RedTextReachesThePixelsAndMeasuringDrawsNothing) {
   EXPECT_GT(black, 20) << "the plain run in the DC's text colour";
   EXPECT_FALSE(draw.Draw(DrawMode::kDraw, nullptr, &area, text.c_str(), text.size(), nullptr, tools));
   EXPECT_EQ(::GetLastError(), static_cast<DWORD>(ERROR_INVALID_PARAMETER));
-
-  ::SelectObject(dc, old);
-  ::DeleteObject(bitmap);
-  ::DeleteDC(dc);
 }
 
 }  // namespace
