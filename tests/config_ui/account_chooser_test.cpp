@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+#include <vector>
+
 #include "platform/last_error.h"
 
 namespace tv {
@@ -63,17 +66,17 @@ TEST(AccountChooser, RowsListUsersThenGroupsOnceEachAndMapToTheirObjects) {
 
   std::vector<PickedObject> out;
   std::wstring problem;
+  const auto picked = [&out] {
+    std::vector<std::wstring> seen;
+    for (const PickedObject& o : out) seen.push_back(o.objectClass + L" " + o.path);
+    return seen;
+  };
   ASSERT_TRUE(chooser.Choose({3, 0, 3}, L"DOM\\carol", out, problem));
-  ASSERT_EQ(out.size(), 3u);
-  EXPECT_EQ(out[0].path, L"WinNT://PC1/Alice");
-  EXPECT_EQ(out[0].objectClass, L"User");
-  EXPECT_EQ(out[1].path, L"WinNT://PC1/Users");
-  EXPECT_EQ(out[1].objectClass, L"Group");
-  EXPECT_EQ(out[2].path, L"WinNT://DOM/carol");
+  EXPECT_EQ(picked(), (std::vector<std::wstring>{L"User WinNT://PC1/Alice", L"Group WinNT://PC1/Users",
+                                                 L"User WinNT://DOM/carol"}));
   // A typed name is a group when the list knows it as one.
   ASSERT_TRUE(chooser.Choose({}, L"users", out, problem));
-  ASSERT_EQ(out.size(), 1u);
-  EXPECT_EQ(out[0].objectClass, L"Group");
+  EXPECT_EQ(picked(), std::vector<std::wstring>{L"Group WinNT://PC1/users"}) << "as typed";
 
   // Nothing chosen, a row that is not there, or a bad typed name: refused, `out` kept.
   for (const auto& [rows, typed, code] : {std::tuple{std::vector<int>{}, L"  ", err::kInvalidParameter},

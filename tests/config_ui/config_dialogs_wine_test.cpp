@@ -70,12 +70,6 @@ auto Drive(Run run, Script script) {
 void Click(HWND dialog, int id) { ::SendMessageW(::GetDlgItem(dialog, id), BM_CLICK, 0, 0); }
 bool Enabled(HWND dialog, int id) { return ::IsWindowEnabled(::GetDlgItem(dialog, id)) != FALSE; }
 
-std::wstring Text(HWND window) {
-  std::wstring text(static_cast<std::size_t>(::GetWindowTextLengthW(window)) + 1, L'\0');
-  text.resize(static_cast<std::size_t>(::GetWindowTextW(window, text.data(), static_cast<int>(text.size()))));
-  return text;
-}
-
 class ConfigDialogs : public testing::Test {
  protected:
   static void SetUpTestSuite() {
@@ -223,7 +217,7 @@ TEST_F(ConfigDialogs, MessageEditorTakesEnterAsALineBreakCutsAt511AndReadOnlyCan
   EXPECT_EQ(Drive([&] { return locked.Run(module_, owner_.GetHwnd()); },
                   [&](HWND d, int) {
                     HWND field = ::GetDlgItem(d, IDC_CUSTOM_MSG_TEXT);
-                    shown = Text(field);
+                    shown = test::TextOf(field);
                     okEnabled = Enabled(d, IDOK);
                     readOnly = (::GetWindowLongW(field, GWL_STYLE) & ES_READONLY) != 0;
                     ::SendMessageW(d, WM_COMMAND, IDOK, 0);
@@ -249,7 +243,7 @@ TEST_F(ConfigDialogs, MessageEditorTakesEnterAsALineBreakCutsAt511AndReadOnlyCan
                       ::PostMessageW(field, WM_KEYDOWN, VK_RETURN, 0);
                       return false;
                     }
-                    shown = Text(field);
+                    shown = test::TextOf(field);
                     ::SetWindowTextW(field, (shown + std::wstring(600, L'x')).c_str());
                     Click(d, IDOK);
                     return true;

@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <filesystem>
+#include <fstream>
 #include <memory>
 #include <set>
 #include <string>
@@ -18,6 +20,7 @@
 #include "platform/win32/windows_include.h"
 #include "support/service_driver.h"
 #include "support/ui_driver.h"
+#include "support/win_pixels.h"
 
 namespace tv {
 namespace {
@@ -52,6 +55,37 @@ std::wstring GetText(const wchar_t* name) {
 }
 
 DWORD ServiceState() { return ServiceStateOf(L"Tarnvale"); }
+
+// A folder of the test's own for the files the utility reads and writes, gone with them at the end.
+struct ScratchFolder {
+  explicit ScratchFolder(const wchar_t* stem)
+      : path(std::filesystem::temp_directory_path() / (stem + std::to_wstring(::GetCurrentProcessId()))) {
+    std::filesystem::create_directories(path);
+  }
+  ~ScratchFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path, ignored);
+  }
+  std::wstring Path(const wchar_t* name) const { return (path / name).wstring(); }
+  // Writes the bytes, or a text as UTF-16 after a byte-order mark; answers the file's path, "" on failure.
+  std::wstring Write(const wchar_t* name, const void* data, std::size_t size) const {
+    std::ofstream out(path / name, std::ios::binary);
+    return out.write(static_cast<const char*>(data), static_cast<std::streamsize>(size)) ? Path(name) : L"";
+  }
+  std::wstring WriteUtf16(const wchar_t* name, const std::wstring& text) const {
+    const std::wstring marked = L"\xFEFF" + text;
+    return Write(name, marked.data(), marked.size() * sizeof(wchar_t));
+  }
+  std::filesystem::path path;
+};
+
+// What the header shows while the utility edits this computer's settings.
+std::wstring ThisComputerLabel() {
+  wchar_t computer[MAX_COMPUTERNAME_LENGTH + 1] = {};
+  DWORD size = MAX_COMPUTERNAME_LENGTH + 1;
+  ::GetComputerNameW(computer, &size);
+  return L"<B>" + std::wstring(computer) + L"</b> (This Computer)";
+}
 
 int RunLauncher(const wchar_t* arguments) {
   ChildProcess launcher;
@@ -133,38 +167,6 @@ class ConfigUtility : public testing::Test {
 
   std::unique_ptr<ChildProcess> utility_;
 };
-
-// The control's pixels as the screen shows them (a repaint that left raw mark-up or two texts on
-// top of each other shows here, not in the window text).
-std::vector<std::uint32_t> ScreenPixels(HWND control) {
-  RECT r{};
-  ::GetWindowRect(control, &r);
-  const int w = r.right - r.left, h = r.bottom - r.top;
-  std::vector<std::uint32_t> pixels;
-  if (w <= 0 || h <= 0) return pixels;
-  HDC screen = ::GetDC(nullptr);
-  HDC memory = ::CreateCompatibleDC(screen);
-  BITMAPINFO info{};
-  info.bmiHeader.biSize = sizeof(info.bmiHeader);
-  info.bmiHeader.biWidth = w;
-  info.bmiHeader.biHeight = -h;
-  info.bmiHeader.biPlanes = 1;
-  info.bmiHeader.biBitCount = 32;
-  void* bits = nullptr;
-  HBITMAP bitmap = ::CreateDIBSection(screen, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
-  if (bitmap && bits) {
-    HGDIOBJ old = ::SelectObject(memory, bitmap);
-    if (::BitBlt(memory, 0, 0, w, h, screen, r.left, r.top, SRCCOPY)) {
-      const auto* p = static_cast<const std::uint32_t*>(bits);
-      pixels.assign(p, p + static_cast<std::size_t>(w) * static_cast<std::size_t>(h));
-    }
-    ::SelectObject(memory, old);
-  }
-  if (bitmap) ::DeleteObject(bitmap);
-  ::DeleteDC(memory);
-  ::ReleaseDC(nullptr, screen);
-  return pixels;
-}
 
 // Once the control has painted what it is going to paint: two looks in a row agree. Nothing is
 // invalidated here, so whatever a command left on the screen is what is seen.
@@ -263,20 +265,12 @@ TEST_F(ConfigUtility, EscapeIsIgnoredTheCloseBoxAsksAboutEditsAndASecondStartHan
 }
 
 TEST_F(ConfigUtility, MalformedImportChangesNothingAndExportImportRoundTrips) {
-  wchar_t temp[MAX_PATH] = {};
-  ::GetTempPathW(MAX_PATH, temp);
-  const std::wstring folder = std::wstring(temp) + L"tv-cfg-e2e-" + std::to_wstring(::GetCurrentProcessId()) + L"\\";
-  ::CreateDirectoryW(folder.c_str(), nullptr);
-  const std::wstring bad = folder + L"bad.cfg", good = folder + L"good.cfg";
-  ::DeleteFileW(good.c_str());
-  const std::wstring text =
-      L"\xFEFF<?xml version=\"1.0\"?>\r\n<DATA Name=\"Timeout\" Type=\"REG_DWORD\" Value=\"5\"/>\r\n"
-      L"<DATA Name=\"Enable\" Type=\"REG_DWORD\" Value=1/>\r\n";
-  HANDLE file = ::CreateFileW(bad.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
-  ASSERT_NE(file, INVALID_HANDLE_VALUE);
-  DWORD written = 0;
-  ::WriteFile(file, text.data(), static_cast<DWORD>(text.size() * sizeof(wchar_t)), &written, nullptr);
-  ::CloseHandle(file);
+  const ScratchFolder folder(L"tv-cfg-e2e");
+  const std::wstring good = folder.Path(L"good.cfg");
+  const std::wstring bad = folder.WriteUtf16(
+      L"bad.cfg", L"<?xml version=\"1.0\"?>\r\n<DATA Name=\"Timeout\" Type=\"REG_DWORD\" Value=\"5\"/>\r\n"
+                  L"<DATA Name=\"Enable\" Type=\"REG_DWORD\" Value=1/>\r\n");
+  ASSERT_FALSE(bad.empty());
 
   PutDword(L"Timeout", 33);
   const RegSnapshot before = SnapshotKey(HKEY_LOCAL_MACHINE, kProductKey);
@@ -308,9 +302,6 @@ TEST_F(ConfigUtility, MalformedImportChangesNothingAndExportImportRoundTrips) {
   ASSERT_TRUE(PostPress(dialog, IDC_APPLY));
   EXPECT_TRUE(Eventually([] { return GetDword(L"Timeout") == 33; })) << GetDword(L"Timeout");
   EXPECT_TRUE(Eventually([&] { return GetText(L"ImpExpPath") == good; })) << "the last file was not kept";
-  ::DeleteFileW(bad.c_str());
-  ::DeleteFileW(good.c_str());
-  ::RemoveDirectoryW(folder.c_str());
 }
 
 TEST_F(ConfigUtility, StatusPanelFollowsTheServiceTheEnableBoxAndActivityReports) {
@@ -386,54 +377,21 @@ TEST_F(ConfigUtility, StatusPanelFollowsTheServiceTheEnableBoxAndActivityReports
   })) << testing::PrintToString(line1());
 }
 
-TEST_F(ConfigUtility, GpoTargetWithoutAnEditorSaysSoAndStaysOnThisComputer) {
-  wchar_t computer[MAX_COMPUTERNAME_LENGTH + 1] = {};
-  DWORD size = MAX_COMPUTERNAME_LENGTH + 1;
-  ::GetComputerNameW(computer, &size);
-  HWND dialog = Open();
-  ASSERT_NE(dialog, nullptr);
-  const std::wstring label = L"<B>" + std::wstring(computer) + L"</b> (This Computer)";
-  EXPECT_EQ(ItemText(dialog, IDC_TARGET_LABEL), label);
-
-  // Manage... opens the target menu; Escape closes it again.
-  ASSERT_TRUE(PostPress(dialog, IDC_MANAGE));
-  HWND menu = WaitForTopWindow(utility_->Id(), L"#32768", nullptr);
-  EXPECT_NE(menu, nullptr) << "Manage... opened no menu";
-  if (menu) ::PostMessageW(menu, WM_KEYDOWN, VK_ESCAPE, 0);
-  EXPECT_TRUE(Eventually([&] { return !FindTopWindow(utility_->Id(), L"#32768", nullptr); }));
-
-  ::PostMessageW(dialog, WM_COMMAND, IDM_TARGET_GPO, 0);
-  const std::wstring shown = Answer(L"OK");
-  EXPECT_EQ(shown.rfind(L"Group Policy Objects cannot be edited here", 0), 0u) << testing::PrintToString(shown);
-  Settle(dialog);
-  EXPECT_EQ(ItemText(dialog, IDC_TARGET_LABEL), label);
-  EXPECT_EQ(GetText(L"GPOPath"), L"");
-}
-
 // The header keeps its text and its look (the computer's name in bold) through every command that
-// sets it again: Restore defaults, Import, and an import put back after its findings.
-TEST_F(ConfigUtility, HeaderStaysMarkUpThroughRestoreDefaultsAndImport) {
-  wchar_t temp[MAX_PATH] = {};
-  ::GetTempPathW(MAX_PATH, temp);
-  const std::wstring folder = std::wstring(temp) + L"tv-cfg-header-" + std::to_wstring(::GetCurrentProcessId()) + L"\\";
-  ::CreateDirectoryW(folder.c_str(), nullptr);
-  const std::wstring good = folder + L"good.cfg", hand = folder + L"hand.cfg";
-  ::DeleteFileW(good.c_str());
-  const std::wstring text = L"\xFEFF<?xml version=\"1.0\"?>\r\n<DATA Name=\"Timeuot\" Type=\"REG_DWORD\" Value=\"7\"/>\r\n";
-  HANDLE file = ::CreateFileW(hand.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
-  ASSERT_NE(file, INVALID_HANDLE_VALUE);
-  DWORD written = 0;
-  ::WriteFile(file, text.data(), static_cast<DWORD>(text.size() * sizeof(wchar_t)), &written, nullptr);
-  ::CloseHandle(file);
-
-  wchar_t computer[MAX_COMPUTERNAME_LENGTH + 1] = {};
-  DWORD size = MAX_COMPUTERNAME_LENGTH + 1;
-  ::GetComputerNameW(computer, &size);
-  const std::wstring label = L"<B>" + std::wstring(computer) + L"</b> (This Computer)";
+// sets it again: Restore defaults, Import, an import put back after its findings, and the GPO
+// target, which without an editor says so and stays on this computer.
+TEST_F(ConfigUtility, HeaderStaysMarkUpThroughRestoreDefaultsImportAndTheGpoTarget) {
+  const ScratchFolder folder(L"tv-cfg-header");
+  const std::wstring good = folder.Path(L"good.cfg");
+  const std::wstring hand = folder.WriteUtf16(
+      L"hand.cfg", L"<?xml version=\"1.0\"?>\r\n<DATA Name=\"Timeuot\" Type=\"REG_DWORD\" Value=\"7\"/>\r\n");
+  ASSERT_FALSE(hand.empty());
+  const std::wstring label = ThisComputerLabel();
   PutDword(L"Timeout", 33);
   HWND dialog = Open();
   ASSERT_NE(dialog, nullptr);
   Settle(dialog);
+  EXPECT_EQ(ItemText(dialog, IDC_TARGET_LABEL), label);
   HWND header = ::GetDlgItem(dialog, IDC_TARGET_LABEL);
   const std::vector<std::uint32_t> look = SettledPixels(header);
   ASSERT_GT(std::set<std::uint32_t>(look.begin(), look.end()).size(), 2u) << "no text seen on the screen";
@@ -461,9 +419,18 @@ TEST_F(ConfigUtility, HeaderStaysMarkUpThroughRestoreDefaultsAndImport) {
       << testing::PrintToString(question);
   EXPECT_TRUE(WaitForItemText(dialog, IDC_TIMEOUT, L"21")) << ItemText(dialog, IDC_TIMEOUT);
   expectHeader("an import put back");
-  ::DeleteFileW(good.c_str());
-  ::DeleteFileW(hand.c_str());
-  ::RemoveDirectoryW(folder.c_str());
+
+  // Manage... opens the target menu; Escape closes it again.
+  ASSERT_TRUE(PostPress(dialog, IDC_MANAGE));
+  HWND menu = WaitForTopWindow(utility_->Id(), L"#32768", nullptr);
+  EXPECT_NE(menu, nullptr) << "Manage... opened no menu";
+  if (menu) ::PostMessageW(menu, WM_KEYDOWN, VK_ESCAPE, 0);
+  EXPECT_TRUE(Eventually([&] { return !FindTopWindow(utility_->Id(), L"#32768", nullptr); }));
+  ::PostMessageW(dialog, WM_COMMAND, IDM_TARGET_GPO, 0);
+  const std::wstring shown = Answer(L"OK");
+  EXPECT_EQ(shown.rfind(L"Group Policy Objects cannot be edited here", 0), 0u) << testing::PrintToString(shown);
+  expectHeader("the GPO target");
+  EXPECT_EQ(GetText(L"GPOPath"), L"");
 }
 
 TEST_F(ConfigUtility, ApplyRefusesOutOfRangeNumbersInOrderAndKeepsTheDialogOpen) {
@@ -574,20 +541,13 @@ TEST_F(ConfigUtility, ActivityDialogEditsTheSourcesRefusesABadProgramAndIsReadOn
 // "Check for updates..." from a real click, against a manifest in a folder: the newer version is
 // offered in a box over the utility, and No installs nothing.
 TEST_F(ConfigUtility, CheckForUpdatesOffersANewerVersionFromAManifestFile) {
-  wchar_t temp[MAX_PATH] = {};
-  ::GetTempPathW(MAX_PATH, temp);
-  const std::wstring folder = std::wstring(temp) + L"tv-cfg-update-" + std::to_wstring(::GetCurrentProcessId()) + L"\\";
-  ::CreateDirectoryW(folder.c_str(), nullptr);
-  const std::wstring manifest = folder + L"Tarnvale-update.xml";
+  const ScratchFolder folder(L"tv-cfg-update");
   const std::string text =
       "<?xml version=\"1.0\"?>\r\n<TarnvaleUpdate>\r\n<Version>99.1.0</Version>\r\n"
       "<Package Size=\"3000\" SHA256=\"" + std::string(64, 'a') + "\">Tarnvale-99.1.0-x64.msi</Package>\r\n"
       "<Released>2024-06-03</Released>\r\n<Notes>Faster start on terminal servers.</Notes>\r\n</TarnvaleUpdate>\r\n";
-  HANDLE file = ::CreateFileW(manifest.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
-  ASSERT_NE(file, INVALID_HANDLE_VALUE);
-  DWORD written = 0;
-  ::WriteFile(file, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
-  ::CloseHandle(file);
+  const std::wstring manifest = folder.Write(L"Tarnvale-update.xml", text.data(), text.size());
+  ASSERT_FALSE(manifest.empty());
   ASSERT_EQ(::RegSetKeyValueW(HKEY_LOCAL_MACHINE, kProductKey, L"UpdateSource", REG_SZ, manifest.c_str(),
                               static_cast<DWORD>((manifest.size() + 1) * sizeof(wchar_t))),
             ERROR_SUCCESS);
@@ -599,15 +559,12 @@ TEST_F(ConfigUtility, CheckForUpdatesOffersANewerVersionFromAManifestFile) {
   ASSERT_NE(box, nullptr) << "the link showed nothing";
   EXPECT_EQ(::GetWindow(box, GW_OWNER), dialog) << "not shown over the utility";
   const std::wstring offer = Answer(L"No");
+  // How the offer is worded is the update check's; here, that it is the manifest's version.
   EXPECT_EQ(offer.rfind(L"Tarnvale <b>99.1.0</b> is available (released 2024-06-03)", 0), 0u)
       << testing::PrintToString(offer);
-  EXPECT_NE(offer.find(L"Faster start on terminal servers."), std::wstring::npos);
-  EXPECT_NE(offer.find(L"<b>Download and install</b> it now?"), std::wstring::npos);
   Settle(dialog);
   EXPECT_EQ(FindTopWindow(utility_->Id(), kDialogClass, L"Tarnvale"), nullptr) << "No went on anyway";
   EXPECT_TRUE(::IsWindowVisible(dialog));
-  ::DeleteFileW(manifest.c_str());
-  ::RemoveDirectoryW(folder.c_str());
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <utility>
 
 #include "config_ui/main_dialog_ids.h"
 #include "platform/message_box.h"
@@ -126,17 +127,15 @@ TEST_F(MainValidation, UnsavedChangesAndWhatASaveLeadsTo) {
   EXPECT_EQ(OnUnsavedChangesAnswer(0), UnsavedChangesAction::kAbort) << "a box that failed to show";
 
   // A read-back that disagrees means the save did not take: no notice, no message.
-  AfterSave after = DecideAfterSave(loaded_, edited_, config_);
-  EXPECT_EQ(after.noticeRefreshes, 0);
-  EXPECT_FALSE(after.showSavedMessage);
+  const auto after = [&] {
+    const AfterSave a = DecideAfterSave(loaded_, edited_, config_);
+    return std::make_pair(a.noticeRefreshes, a.showSavedMessage);
+  };
+  EXPECT_EQ(after(), std::make_pair(0, false));
   loaded_.CopyFrom(edited_);
-  after = DecideAfterSave(loaded_, edited_, config_);
-  EXPECT_EQ(after.noticeRefreshes, 15);
-  EXPECT_TRUE(after.showSavedMessage);
+  EXPECT_EQ(after(), std::make_pair(15, true));
   config_.Set(kConfigHideSavedMsg, true);
-  after = DecideAfterSave(loaded_, edited_, config_);
-  EXPECT_EQ(after.noticeRefreshes, 15);
-  EXPECT_FALSE(after.showSavedMessage);
+  EXPECT_EQ(after(), std::make_pair(15, false));
 
   edited_.Enable = 1;
   EXPECT_TRUE(NeedsServiceStart(edited_, false, svc::kStopped));
