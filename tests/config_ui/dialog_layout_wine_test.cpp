@@ -231,6 +231,15 @@ void Inspect(const std::string& name, int dpi, std::vector<std::string>& problem
 // Runs in the child: every dialog at the density this process was started with.
 std::vector<std::string> InspectEveryDialog(int dpi) {
   std::vector<std::string> problems;
+  // This program carries the product's manifest: the system reads its awareness from there.
+  using GetContextFn = HANDLE(WINAPI*)();
+  using GetAwarenessFn = int(WINAPI*)(HANDLE);
+  HMODULE user32 = ::GetModuleHandleW(L"user32.dll");
+  auto context = reinterpret_cast<GetContextFn>(reinterpret_cast<void*>(::GetProcAddress(user32, "GetThreadDpiAwarenessContext")));
+  auto awareness = reinterpret_cast<GetAwarenessFn>(
+      reinterpret_cast<void*>(::GetProcAddress(user32, "GetAwarenessFromDpiAwarenessContext")));
+  if (context && awareness && awareness(context()) != 2)  // DPI_AWARENESS_PER_MONITOR_AWARE
+    problems.push_back("the process is not per-monitor DPI aware (awareness " + std::to_string(awareness(context())) + ")");
   HMODULE library = ::LoadLibraryW((test::LauncherFolder() + L"TV64.DLL").c_str());
   if (!library) return {"TV64.DLL cannot be loaded"};
   MsgSetResourceModule(library);
@@ -337,6 +346,34 @@ TEST(DialogLayoutChild, EveryDialogAtThisDensity) {
   std::ofstream report(Variable(kReportVariable).c_str());
   for (const std::string& problem : problems) report << problem << "\n";
   EXPECT_TRUE(problems.empty());
+}
+
+// The executables that show the product's windows carry one manifest, with everything that
+// decides how those windows look: the themed controls, the DPI awareness, the systems it knows.
+TEST(ProductManifest, TheLauncherAndTheUtilityDeclareControlsDpiAwarenessAndSystems) {
+  for (const wchar_t* exe : {L"TV64.EXE", L"Tarnvale64.EXE"}) {
+    SCOPED_TRACE(Narrow(exe));
+    HMODULE image = ::LoadLibraryExW((test::LauncherFolder() + exe).c_str(), nullptr,
+                                     LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE);
+    ASSERT_NE(image, nullptr);
+    int manifests = 0;
+    ::EnumResourceNamesW(
+        image, RT_MANIFEST, [](HMODULE, LPCWSTR, LPWSTR, LONG_PTR count) { return ++*reinterpret_cast<int*>(count), TRUE; },
+        reinterpret_cast<LONG_PTR>(&manifests));
+    EXPECT_EQ(manifests, 1) << "a second manifest would make the loader refuse the program";
+    HRSRC found = ::FindResourceW(image, MAKEINTRESOURCEW(1), RT_MANIFEST);
+    ASSERT_NE(found, nullptr) << "no manifest with the id the loader reads";
+    const char* data = static_cast<const char*>(::LockResource(::LoadResource(image, found)));
+    const std::string manifest(data, ::SizeofResource(image, found));
+    for (const char* wanted :
+         {"name=\"Microsoft.Windows.Common-Controls\" version=\"6.0.0.0\"", ">PerMonitorV2, PerMonitor</dpiAwareness>",
+          ">true/pm</dpiAware>", "level=\"asInvoker\"", "{e2011457-1546-43c5-a5fe-008deee3d3f0}",
+          "{35138b9a-5d96-4fbd-8e2d-a2440225f93a}", "{4a2f28e3-53b9-4441-ba9c-d69d4a4a6e38}",
+          "{1f676c76-80e1-4239-95bb-83d0f6d0da78}", "{8e0f7a12-bfb3-4fe8-b9a5-48fd50a15a9a}"}) {
+      EXPECT_NE(manifest.find(wanted), std::string::npos) << wanted;
+    }
+    ::FreeLibrary(image);
+  }
 }
 
 TEST(DialogLayout, EveryDialogFitsAt100And150PercentScaling) {
