@@ -303,11 +303,22 @@ std::vector<std::string> InspectEveryDialog(int dpi) {
   if (const std::size_t at = text.find(L"%d"); at != std::wstring::npos) text.replace(at, 2, L"5");
   int dontShow = 0;
   Inspect("warning", dpi, problems, [&] { MsgEx(nullptr, kWarningFlags, text.c_str(), &dontShow); });
+  // Moved to a monitor of another density, a dialog takes the rectangle the system suggests.
+  const auto movesToSuggestedRect = [&](HWND dialog) {
+    RECT before{};
+    ::GetWindowRect(dialog, &before);
+    RECT suggested{before.left + 10, before.top + 10, before.right + 30, before.bottom + 30};
+    ::SendMessageW(dialog, WM_DPICHANGED, MAKEWPARAM(dpi, dpi), reinterpret_cast<LPARAM>(&suggested));
+    RECT after{};
+    ::GetWindowRect(dialog, &after);
+    if (!::EqualRect(&after, &suggested))
+      problems.push_back("mark-up box: after WM_DPICHANGED at " + Describe(after) + ", not " + Describe(suggested));
+  };
   Inspect("mark-up box", dpi, problems, [&] {
     MsgEx(nullptr, kMarkupFlag | MB_ICONINFORMATION | MB_YESNOCANCEL,
           L"<B>Tarnvale</B> is <I>not</I> running.<BR>Open the <A>service settings</A> to start it, or press "
           L"<B>Cancel</B> to leave it stopped.");
-  });
+  }, movesToSuggestedRect);
   return problems;
 }
 

@@ -117,6 +117,17 @@ INT_PTR CALLBACK CSDlg::StaticDlgProc(HWND hwnd, UINT message, WPARAM wParam, LP
   }
 }
 
+LRESULT CSDlg::OnWndMessage(UINT message, WPARAM wParam, LPARAM lParam) {
+  if (message != WM_DPICHANGED) return CSWnd::OnWndMessage(message, wParam, lParam);
+  // The dialog manager scales a per-monitor (v2) dialog's controls and font itself; then the
+  // window takes the suggested size (older systems leave that to the program) and the dialog
+  // remakes what it made in pixels.
+  const LRESULT result = CSWnd::OnWndMessage(message, wParam, lParam);
+  ApplySuggestedRect(GetHwnd(), lParam);
+  OnDpiChanged(HIWORD(wParam));
+  return result;
+}
+
 INT_PTR CSDlg::DlgProc(UINT message, WPARAM wParam, LPARAM lParam) {
   switch (message) {
     case WM_INITDIALOG:
@@ -128,15 +139,6 @@ INT_PTR CSDlg::DlgProc(UINT message, WPARAM wParam, LPARAM lParam) {
       LRESULT answer = 0;
       if (!header || !OnNotify(static_cast<int>(header->idFrom), header, answer)) return FALSE;
       ::SetWindowLongPtrW(GetHwnd(), DWLP_MSGRESULT, answer);
-      return TRUE;
-    }
-    case WM_DPICHANGED: {
-      INT_PTR answer = 0;
-      if (OnDlgMessage(message, wParam, lParam, answer)) return answer;
-      // The system scales a per-monitor dialog's template and font; the window takes the size it
-      // suggests, and what the dialog made in pixels is remade.
-      ApplySuggestedRect(GetHwnd(), lParam);
-      OnDpiChanged(HIWORD(wParam));
       return TRUE;
     }
     case WM_NCDESTROY:

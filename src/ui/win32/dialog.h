@@ -57,6 +57,7 @@ class CSDlg : public CSWnd {
   // The dialog moved to a monitor of density `dpi` (WM_DPICHANGED) and has taken the size the
   // system suggested: remake icons, fonts and positions that were made in pixels.
   virtual void OnDpiChanged(int dpi) {}
+  LRESULT OnWndMessage(UINT message, WPARAM wParam, LPARAM lParam) override;
 
  private:
   static INT_PTR CALLBACK StaticDlgProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam);
