@@ -157,16 +157,16 @@ TEST_F(ServiceLoopRun, StartRunsInitialiseThenRunControlsAreRoutedAndStopEndsThe
 TEST_F(ServiceLoopRun, AStopDuringStartWaitsForTheStartToComplete) {
   holdRun = true;
   Start();
-  std::thread handler([this] { EXPECT_EQ(loop.HandleControl(svc::kControlStop, 0, nullptr), kControlHandled); });
-  // The handler marks its check point before it waits for the start to end; the start's own
-  // progress has gone past 1 by the time the run code is held.
-  for (;;) {
-    {
-      std::lock_guard<std::mutex> lock(mutex);
-      if (!calls.empty() && calls.back().code == svc::kControlRun && loop.Status().checkPoint == 1) break;
-    }
-    std::this_thread::yield();
+  // The stop comes while the run code is held: the start's own progress has gone past check
+  // point 1 by then, so the 1 that follows is the handler's mark before it waits for the start.
+  // (Sent earlier, the stop's mark could be overwritten by the start's progress, and the wait
+  // below would never end.)
+  {
+    std::unique_lock<std::mutex> lock(mutex);
+    changed.wait(lock, [this] { return !calls.empty() && calls.back().code == svc::kControlRun; });
   }
+  std::thread handler([this] { EXPECT_EQ(loop.HandleControl(svc::kControlStop, 0, nullptr), kControlHandled); });
+  while (loop.Status().checkPoint != 1) std::this_thread::yield();
   {
     std::lock_guard<std::mutex> lock(mutex);
     holdRun = false;
