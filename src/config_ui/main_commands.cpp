@@ -15,7 +15,7 @@ std::wstring TargetLabel(bool gpoMode, const std::wstring& computerName, const s
 std::vector<std::wstring> ListLinesShown(const std::vector<std::wstring>& list, bool applyTo, bool policyManaged) {
   if (!list.empty() || !policyManaged) return list;
   return {applyTo ? L"(not set by the policy: applies to everyone)"
-                  : L"(not set by the policy: nobody is spared, administrators included)"};
+                  : L"(not set by the policy: nobody is spared)"};
 }
 
 std::wstring ImportFindingsQuestion(const std::vector<ImportFinding>& findings, const std::wstring& file) {

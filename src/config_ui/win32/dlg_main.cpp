@@ -3,6 +3,8 @@
 // dlg_main_commands.cpp, the status panel in dlg_main_status.cpp.
 #include "config_ui/win32/dlg_main.h"
 
+#include <algorithm>
+
 #include <commctrl.h>
 
 #include <cstring>
@@ -171,6 +173,18 @@ void DlgMain::FillList(int id, const StrList& list) {
   HWND control = Item(id);
   ::SendMessageW(control, LB_RESETCONTENT, 0, 0);
   for (const std::wstring& entry : list) ::SendMessageW(control, LB_ADDSTRING, 0, reinterpret_cast<LPARAM>(entry.c_str()));
+  // A long account name (or a policy's note in place of its list) scrolls instead of being cut.
+  int widest = 0;
+  if (HDC dc = ::GetDC(control)) {
+    const HGDIOBJ old = ::SelectObject(dc, reinterpret_cast<HGDIOBJ>(::SendMessageW(control, WM_GETFONT, 0, 0)));
+    for (const std::wstring& entry : list) {
+      SIZE size{};
+      if (::GetTextExtentPoint32W(dc, entry.c_str(), static_cast<int>(entry.size()), &size)) widest = std::max<int>(widest, size.cx);
+    }
+    ::SelectObject(dc, old);
+    ::ReleaseDC(control, dc);
+  }
+  ::SendMessageW(control, LB_SETHORIZONTALEXTENT, widest ? widest + 2 * ::GetSystemMetrics(SM_CXEDGE) : 0, 0);
 }
 
 void DlgMain::ReadList(int id, StrList& list) const {
