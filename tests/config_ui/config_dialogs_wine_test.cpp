@@ -153,26 +153,29 @@ TEST_F(ConfigDialogs, ScheduleEditorRefusesAWeekDraggedAllInactiveAndKeepsItOpen
     const int w = r.right - r.left;
     return POINT{r.left + (firstHalf ? w / 4 : w * 3 / 4), (r.top + r.bottom) / 2};
   };
-  const auto span = [](HWND d, SelectionSpan* out) {
-    const auto* ctrl = static_cast<ScheduleCtrl*>(CSWnd::FromHandle(::GetDlgItem(d, IDC_SCHEDULE_GRID)));
-    return ctrl->Model().GetSpan(*out);
+  // Drags over whole hours, from `hour0` of day `row0` to `hour1` of day `row1`.
+  const auto drag = [&](int row0, int hour0, int row1, int hour1) {
+    return test::XdoDrag(::GetDlgItem(editor, IDC_SCHEDULE_GRID), cell(editor, row0, hour0, true),
+                         cell(editor, row1, hour1, false));
+  };
+  // Whether the grid's selection now spans exactly those hours.
+  const auto selected = [&](int row0, int hour0, int row1, int hour1) {
+    const auto* ctrl = static_cast<ScheduleCtrl*>(CSWnd::FromHandle(::GetDlgItem(editor, IDC_SCHEDULE_GRID)));
+    SelectionSpan s{};
+    return ctrl->Model().GetSpan(s) && s.firstRow == row0 && s.lastRow == row1 && s.firstHour == hour0 &&
+           s.lastHour == hour1 && !s.startsAtHalf && !s.endsAtHalf;
   };
   DlgSchedule dialog(L"Mon 8:00-17:30, ");
   const int result = Drive([&] { return dialog.Run(module_, owner_.GetHwnd()); },
                            [&](HWND d, int tick) {
                              if (!editor) editor = d;
-                             SelectionSpan s{};
                              switch (step) {
                                case 0:  // the whole week, corner to corner
-                                 if (!test::XdoDrag(::GetDlgItem(editor, IDC_SCHEDULE_GRID), cell(editor, 0, 0, true),
-                                                    cell(editor, 6, 23, false)))
-                                   return true;
+                                 if (!drag(0, 0, 6, 23)) return true;
                                  ++step;
                                  return false;
                                case 1:
-                                 if (!span(editor, &s) || s.firstRow != 0 || s.lastRow != 6 || s.firstHour != 0 ||
-                                     s.lastHour != 23 || s.startsAtHalf)
-                                   return false;
+                                 if (!selected(0, 0, 6, 23)) return false;
                                  Click(editor, IDC_SCHEDULE_INACTIVE);
                                  ::PostMessageW(editor, WM_COMMAND, IDOK, 0);
                                  since = tick;
@@ -187,15 +190,11 @@ TEST_F(ConfigDialogs, ScheduleEditorRefusesAWeekDraggedAllInactiveAndKeepsItOpen
                                case 3:
                                  if (d != editor) return false;
                                  openAfterRefusal = ::IsWindowVisible(editor) != FALSE;
-                                 if (!test::XdoDrag(::GetDlgItem(editor, IDC_SCHEDULE_GRID), cell(editor, 0, 8, true),
-                                                    cell(editor, 0, 8, false)))
-                                   return true;
+                                 if (!drag(0, 8, 0, 8)) return true;
                                  ++step;
                                  return false;
                                case 4:
-                                 if (!span(editor, &s) || s.lastRow != 0 || s.firstHour != 8 || s.lastHour != 8 ||
-                                     s.startsAtHalf)
-                                   return false;
+                                 if (!selected(0, 8, 0, 8)) return false;
                                  Click(editor, IDC_SCHEDULE_ACTIVE);
                                  Click(editor, IDOK);
                                  return true;
